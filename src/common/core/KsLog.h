@@ -1,0 +1,116 @@
+#ifndef LUMBRIX_KS_LOG_H
+#define LUMBRIX_KS_LOG_H
+
+#include <cstdint>
+#include <cstdio>
+#include <map>
+#include <mutex>
+#include <sstream>
+#include <string>
+
+#include "KsIDNameMap.h"
+
+enum {
+    E_LOG_LEVEL_ERROR = 0,
+    E_LOG_LEVEL_WARN = 1,
+    E_LOG_LEVEL_INFO = 2,
+    E_LOG_LEVEL_DEBUG = 3,
+};
+
+// The process-wide logger. One instance owns the open log file and the two
+// storage targets (internal "mnt" and the external card "SD0"); every thread
+// writes through writeLog, which serialises on a recursive mutex. The global
+// level is a plain static read without locking by every call site.
+class CKsLog {
+public:
+    // One storage target's settings.
+    class CLogConfig {
+    public:
+        int32_t m_iLogManagerMode = 0;
+        int32_t m_iMaxFileCnt = 1;
+        int32_t m_iMaxLogSize = 10485760;
+        int32_t m_iMinFileCnt = 5;
+        int32_t m_iMaxSizePerFile = 5242880;
+        int32_t m_iLogLevel = 3;
+        int32_t m_iLogSaveBourd = 0;
+        bool m_bLogExternalEnable = false;
+        std::string m_strLogExternalPath = "/tmp/SD0/aiLog";
+        std::string m_strLogExternalImagePath = "/tmp/SD0/aiLog/aiImageTest/";
+        std::string m_strLogFilePath = "/mnt/log/aiService.log";
+        std::string m_strlogTransmitUrl = "/mnt/log/";
+    };
+
+    static CKsLog* getInstance();
+    static void destroy();
+
+    static void setLogLevel(int level) { ms_iLogLevel = level; }
+    static int getLogLevel() { return ms_iLogLevel; }
+
+    void writeLog(int level, const char* text);
+    void writeLog(int level, const std::string& text);
+
+    void addLogConfig(CLogConfig* config);
+    void reInit();
+    void logMonitorState();
+
+    void manageLogFile();
+    void loopBackupFile();
+    void clearBackupFile();
+
+    bool getLogExternalEnable() const;
+    std::string getLogExternalImagePath() const;
+
+    static void setSdkLogLevel(int sdkLevel, int ourLevel);
+    static int getServiceLogLevelForSdk(int sdkLevel);
+    static void sdkLoggerCB(int sdkLevel, const char* text, int);
+
+    static CKsIDNameMap ms_idNameMapLogLevel;
+
+private:
+    CKsLog();
+    ~CKsLog();
+    CKsLog(const CKsLog&) = delete;
+    CKsLog& operator=(const CKsLog&) = delete;
+
+    std::recursive_mutex m_mutexWriteLog;
+    CLogConfig m_arrLogConfig[2];
+    CLogConfig* m_pCurLogConfig;
+    FILE* m_pFile;
+
+    static std::mutex ms_mutexInstance;
+    static CKsLog* ms_pInstance;
+    static int ms_iLogLevel;
+    static std::map<int, int> ms_mapSdkLogLevel;
+    static std::recursive_mutex ms_mutexLogLevel;
+};
+
+// The source file's name without its directories, worked out at compile time.
+constexpr const char* ksLogFileName(const char* path)
+{
+    const char* name = path;
+    for (const char* p = path; *p != '\0'; ++p) {
+        if (*p == '/') {
+            name = p + 1;
+        }
+    }
+    return name;
+}
+
+// Call-site convention: nothing is built unless the global level admits the
+// line; the text is "<file>:<line> <message>".
+#define KS_LOG(level, message)                                                   \
+    do {                                                                         \
+        if (CKsLog::getLogLevel() >= (level)) {                                  \
+            std::ostringstream ksLogStream_;                                     \
+            ksLogStream_ << ksLogFileName(__FILE__) << ":" << __LINE__ << " "    \
+                         << message;                                             \
+            CKsLog::getInstance()->writeLog((level), ksLogStream_.str());        \
+        }                                                                        \
+    } while (0)
+
+#define KS_LOG_ERROR(message) KS_LOG(E_LOG_LEVEL_ERROR, message)
+#define KS_LOG_WARN(message) KS_LOG(E_LOG_LEVEL_WARN, message)
+#define KS_LOG_INFO(message) KS_LOG(E_LOG_LEVEL_INFO, message)
+#define KS_LOG_DEBUG(message) KS_LOG(E_LOG_LEVEL_DEBUG, message)
+
+#endif

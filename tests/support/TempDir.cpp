@@ -1,0 +1,36 @@
+#include "TempDir.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+TempDir::TempDir()
+{
+    const char* base = std::getenv("TMPDIR");
+    std::string pattern = std::string(base && *base ? base : "/tmp") + "/lumbrix-test-XXXXXX";
+    char* made = mkdtemp(pattern.data());
+    m_path = made ? made : "";
+}
+
+TempDir::~TempDir()
+{
+    if (!m_path.empty()) {
+        std::error_code ec;
+        std::filesystem::remove_all(m_path, ec);
+    }
+}
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
+
+void writeFile(const std::string& path, const std::string& content)
+{
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << content;
+}
