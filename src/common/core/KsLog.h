@@ -1,6 +1,7 @@
 #ifndef LUMBRIX_KS_LOG_H
 #define LUMBRIX_KS_LOG_H
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <map>
@@ -78,7 +79,7 @@ private:
     FILE* m_pFile;
 
     static std::mutex ms_mutexInstance;
-    static CKsLog* ms_pInstance;
+    static std::atomic<CKsLog*> ms_pInstance;
     static int ms_iLogLevel;
     static std::map<int, int> ms_mapSdkLogLevel;
     static std::recursive_mutex ms_mutexLogLevel;

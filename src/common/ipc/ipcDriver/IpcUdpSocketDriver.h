@@ -1,0 +1,45 @@
+#ifndef LUMBRIX_IPC_UDP_SOCKET_DRIVER_H
+#define LUMBRIX_IPC_UDP_SOCKET_DRIVER_H
+
+#include <atomic>
+#include <mutex>
+#include <string>
+
+#include "IpcDriverBase.h"
+#include "Reflex.h"
+
+// The UDP driver, a process singleton: opens bound server sockets and
+// unbound client sockets (their descriptors belong to the caller), reads one
+// datagram per readiness event into a stack buffer and hands it to the
+// handle, remembering the sender in the handle, and sends datagrams. It
+// keeps no state of its own.
+class CIpcUdpSocketDriver : public CIpcDriverBase {
+public:
+    static CIpcUdpSocketDriver* getInstance();
+    static void destroy();
+    // Registry creator: always the one instance.
+    static void* create();
+
+    int getDriverType() override { return E_IPC_TYPE_UDP; }
+    int handleEvent(int eventType, CIpcHandleBase* handle) override;
+
+    // The descriptor, or -1.
+    int createUdpServer(const std::string& ip, unsigned short port);
+    int createUdpClient();
+
+    int recvData(int sockfd, int& len, char* buf, int bufLen, std::string& ip, unsigned short& port);
+    int sendData(int sockfd, const char* data, int len, const std::string& ip, unsigned short port);
+    int sendData(int sockfd, const std::string& data, const std::string& ip, unsigned short port);
+
+    // Largest datagram delivered to a handle; longer ones are cut.
+    static const int MAX_DATAGRAM_LEN = 4096;
+
+private:
+    CIpcUdpSocketDriver() = default;
+
+    static std::atomic<CIpcUdpSocketDriver*> ms_pInstance;
+    static std::recursive_mutex ms_mutexInstance;
+    static CReflexRegister<CIpcDriverBase> ms_reflexRegister;
+};
+
+#endif

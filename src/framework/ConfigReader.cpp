@@ -1,0 +1,33 @@
+#include "ConfigReader.h"
+
+#include "JsonParser.h"
+#include "KsLog.h"
+
+int CConfigReader::load(const std::string& fileOrText, CJsonNode& root)
+{
+    CJsonParser parser;
+    int ret = parser.loadFromFile(fileOrText, root);
+    if (ret == -2) {
+        ret = parser.loadFromStr(fileOrText, root);
+    }
+    if (ret != 0) {
+        KS_LOG_ERROR("Fail to load json, json:" << fileOrText);
+        return -1;
+    }
+    return 0;
+}
+
+void CConfigReader::logMissing(const std::string& key)
+{
+    KS_LOG_ERROR("When get value by key, the key is not exist. key:" << key);
+}
+
+void CConfigReader::logInvalid(const std::string& key)
+{
+    KS_LOG_ERROR("When get value by key, the value type is invalid. key:" << key);
+}
+
+void CConfigReader::logNotObject()
+{
+    KS_LOG_ERROR("When get value by key, json node is not object");
+}

@@ -1,0 +1,69 @@
+#ifndef LUMBRIX_XOLT2PROTOBUF_HANDLE_BASE_H
+#define LUMBRIX_XOLT2PROTOBUF_HANDLE_BASE_H
+
+#include <cstdint>
+
+#include "KsLog.h"
+#include "Reflex.h"
+
+struct __xolt_message_head;
+
+// Base of the radio-to-App handlers: one link frame in, at most one App
+// envelope out. A handler serves every frame whose msgid equals
+// m_ulMsgType. The handler manager creates the handlers through
+// CReflex<CXolt2ProtobufHandleBase> under keys "Xolt2Protobuf.<name>" and owns
+// them; a handler keeps no state of its own beyond what CGlobalStatus holds.
+class CXolt2ProtobufHandleBase {
+public:
+    CXolt2ProtobufHandleBase();
+    virtual ~CXolt2ProtobufHandleBase();
+
+    virtual int32_t init() = 0;
+    virtual int32_t release() = 0;
+    // head points at a frame the parser accepted; it is valid only during
+    // the call (the next frame overwrites it).
+    virtual int32_t handleMsg(__xolt_message_head* head) = 0;
+
+    uint32_t getSupportMsgType() const { return m_ulMsgType; }
+
+protected:
+    uint32_t m_ulMsgType;
+};
+
+// The parts every radio-to-App handler shares, declared inside its class:
+//
+//   class CXoltNormalMsgRsp : public CXolt2ProtobufHandleBase {
+//       LUMBRIX_XOLT2PROTOBUF_HANDLE(CXoltNormalMsgRsp)
+//   public:
+//       int32_t handleMsg(__xolt_message_head* head) override;
+//   };
+//
+// and defined once in its .cpp with its factory key and link msgid:
+//
+//   LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CXoltNormalMsgRsp, "Xolt2Protobuf.XoltNormalMsgRsp", 110)
+//
+// The definitions give the constructor (sets m_ulMsgType), the factory
+// creator, init() (logs "Init xolt 2 protobuf handle, msg id:" from the
+// handler's own file), release() and the static registration.
+#define LUMBRIX_XOLT2PROTOBUF_HANDLE(Class)                                      \
+public:                                                                          \
+    Class();                                                                     \
+    static void* create();                                                       \
+    int32_t init() override;                                                     \
+    int32_t release() override;                                                  \
+                                                                                 \
+private:                                                                         \
+    static CReflexRegister<CXolt2ProtobufHandleBase> ms_reflexRegister;
+
+#define LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(Class, key, msgId)                     \
+    CReflexRegister<CXolt2ProtobufHandleBase> Class::ms_reflexRegister(key, &Class::create); \
+    Class::Class() { m_ulMsgType = (msgId); }                                    \
+    void* Class::create() { return static_cast<CXolt2ProtobufHandleBase*>(new Class()); } \
+    int32_t Class::init()                                                        \
+    {                                                                            \
+        KS_LOG_INFO("Init xolt 2 protobuf handle, msg id:" << m_ulMsgType);      \
+        return 0;                                                                \
+    }                                                                            \
+    int32_t Class::release() { return 0; }
+
+#endif

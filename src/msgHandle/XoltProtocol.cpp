@@ -1,0 +1,239 @@
+#include "XoltProtocol.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "XoltMessageDefine.h"
+
+// The catalogue's CRC extras must agree with the table the parser checks
+// against; the set-gimbal-speed extra is the one deliberate exception.
+static_assert(xolt_message_crcs[XOLT_MSG_ID_DRONE_UTC_TIME_SYNC] == XOLT_MSG_CRC_DRONE_UTC_TIME_SYNC, "crc extra");
+static_assert(xolt_message_crcs[XOLT_MSG_ID_NORMAL_MSG] == XOLT_MSG_CRC_NORMAL_MSG, "crc extra");
+static_assert(xolt_message_crcs[XOLT_MSG_ID_RC_KEY] == XOLT_MSG_CRC_RC_KEY, "crc extra");
+static_assert(xolt_message_crcs[XOLT_MSG_ID_NEST_VIRTUAL_STICK] == XOLT_MSG_CRC_NEST_VIRTUAL_STICK, "crc extra");
+static_assert(xolt_message_crcs[XOLT_MSG_ID_RC_SETTINGS] == XOLT_MSG_CRC_RC_SETTINGS, "crc extra");
+static_assert(xolt_message_crcs[XOLT_MSG_ID_NEST_COMMON_COMMAND] == XOLT_MSG_CRC_NEST_COMMON_COMMAND, "crc extra");
+static_assert(xolt_message_crcs[XOLT_MSG_ID_NEST_COMMAND_ACK] == XOLT_MSG_CRC_NEST_COMMAND_ACK, "crc extra");
+static_assert(xolt_message_crcs[XOLT_MSG_ID_AT_COMMAND] == XOLT_MSG_CRC_AT_COMMAND, "crc extra");
+static_assert(xolt_message_crcs[XOLT_MSG_ID_AT_COMMAND_RESP] == XOLT_MSG_CRC_AT_COMMAND_RESP, "crc extra");
+static_assert(xolt_message_crcs[XOLT_SYSTEM_CMD_GET_VERSIONS] == XOLT_MSG_CRC_GET_VERSIONS, "crc extra");
+static_assert(xolt_message_crcs[XOLT_MSG_ID_RC_SETTINGS] != XOLT_MSG_CRC_RC_SET_GIMBAL_SPEED, "crc extra");
+
+namespace {
+
+// The record is packed, so its crc field is updated through a local copy.
+void accumulateCrc(xolt_message_head_t* msg, uint8_t c)
+{
+    uint16_t crc = msg->crc;
+    crc_accumulate(c, &crc);
+    msg->crc = crc;
+}
+
+void startCrc(xolt_message_head_t* msg)
+{
+    uint16_t crc;
+    crc_init(&crc);
+    msg->crc = crc;
+}
+
+// A header byte: into the additive checksum and the CRC.
+void addHeaderByte(xolt_message_head_t* msg, uint8_t c)
+{
+    msg->checksum = static_cast<uint8_t>(msg->checksum + c);
+    accumulateCrc(msg, c);
+}
+
+} // namespace
+
+xolt_message_head_t* xolt_get_channel_buffer(uint8_t chan)
+{
+    static xolt_message_head_t s_astBuffer[XOLT_COMM_NUM_BUFFERS];
+    return &s_astBuffer[chan % XOLT_COMM_NUM_BUFFERS];
+}
+
+xolt_status_t* xolt_get_channel_status(uint8_t chan)
+{
+    static xolt_status_t s_astStatus[XOLT_COMM_NUM_BUFFERS];
+    return &s_astStatus[chan % XOLT_COMM_NUM_BUFFERS];
+}
+
+uint8_t xolt_frame_char_buffer(xolt_message_head_t* rxmsg, xolt_status_t* status, uint8_t c,
+                               xolt_message_head_t* r_message)
+{
+    uint8_t* payload = xolt_payload(rxmsg);
+    status->msg_received = XOLT_FRAMING_INCOMPLETE;
+
+    switch (status->parse_state) {
+    case XOLT_PARSE_STATE_UNINIT:
+    case XOLT_PARSE_STATE_IDLE:
+        if (c == XOLT_STX) {
+            status->parse_state = XOLT_PARSE_STATE_GOT_STX;
+            rxmsg->len = 0;
+            rxmsg->magic = c;
+            startCrc(rxmsg);
+            rxmsg->checksum = XOLT_STX;
+        }
+        break;
+
+    case XOLT_PARSE_STATE_GOT_STX:
+        rxmsg->len_lo = c;
+        addHeaderByte(rxmsg, c);
+        status->packet_idx = 0;
+        status->parse_state = XOLT_PARSE_STATE_GOT_LENGTH_LO;
+        break;
+
+    case XOLT_PARSE_STATE_GOT_LENGTH_LO:
+        rxmsg->len_hi = c;
+        rxmsg->len = static_cast<uint16_t>(rxmsg->len_lo + 256 * c);
+        if (rxmsg->len > XOLT_MAX_PAYLOAD_LEN) {
+            status->parse_error++;
+            status->parse_state = XOLT_PARSE_STATE_IDLE;
+        } else {
+            addHeaderByte(rxmsg, c);
+            status->parse_state = XOLT_PARSE_STATE_GOT_LENGTH_HI;
+        }
+        break;
+
+    case XOLT_PARSE_STATE_GOT_LENGTH_HI:
+        rxmsg->seq = c;
+        addHeaderByte(rxmsg, c);
+        status->parse_state = XOLT_PARSE_STATE_GOT_SEQ;
+        break;
+
+    case XOLT_PARSE_STATE_GOT_SEQ:
+        rxmsg->destid = c;
+        addHeaderByte(rxmsg, c);
+        status->parse_state = XOLT_PARSE_STATE_GOT_DESTID;
+        break;
+
+    case XOLT_PARSE_STATE_GOT_DESTID:
+        rxmsg->sourceid = c;
+        addHeaderByte(rxmsg, c);
+        status->parse_state = XOLT_PARSE_STATE_GOT_SOURCEID;
+        break;
+
+    case XOLT_PARSE_STATE_GOT_SOURCEID:
+        rxmsg->msgid = c;
+        addHeaderByte(rxmsg, c);
+        status->parse_state = XOLT_PARSE_STATE_GOT_MSGID;
+        break;
+
+    case XOLT_PARSE_STATE_GOT_MSGID:
+        if (c != rxmsg->checksum) {
+            status->parse_error++;
+            status->parse_state = XOLT_PARSE_STATE_IDLE;
+        } else {
+            rxmsg->checksum = c;
+            accumulateCrc(rxmsg, c);
+            status->parse_state = (rxmsg->len != 0) ? XOLT_PARSE_STATE_GOT_CHKSUM : XOLT_PARSE_STATE_GOT_PAYLOAD;
+        }
+        break;
+
+    case XOLT_PARSE_STATE_GOT_CHKSUM:
+        payload[status->packet_idx++] = c;
+        accumulateCrc(rxmsg, c);
+        if (status->packet_idx == rxmsg->len) {
+            status->parse_state = XOLT_PARSE_STATE_GOT_PAYLOAD;
+        }
+        break;
+
+    case XOLT_PARSE_STATE_GOT_PAYLOAD:
+        accumulateCrc(rxmsg, xolt_message_crcs[rxmsg->msgid]);
+        status->parse_state = (c == (rxmsg->crc & 0xFF)) ? XOLT_PARSE_STATE_GOT_CRC1 : XOLT_PARSE_STATE_GOT_BAD_CRC1;
+        payload[status->packet_idx] = c;
+        break;
+
+    case XOLT_PARSE_STATE_GOT_CRC1:
+    case XOLT_PARSE_STATE_GOT_BAD_CRC1:
+        if (status->parse_state == XOLT_PARSE_STATE_GOT_BAD_CRC1 || c != (rxmsg->crc >> 8)) {
+            status->msg_received = XOLT_FRAMING_BAD_CRC;
+        } else {
+            status->msg_received = XOLT_FRAMING_OK;
+        }
+        status->parse_state = XOLT_PARSE_STATE_IDLE;
+        payload[status->packet_idx + 1] = c;
+        if (r_message != rxmsg) {
+            memcpy(r_message, rxmsg, rxmsg->len + XOLT_RECORD_NON_PAYLOAD_BYTES);
+        }
+        break;
+
+    default:
+        break;
+    }
+
+    if (status->msg_received == XOLT_FRAMING_OK) {
+        // Statistics only. The sequence is compared with the previous one
+        // itself, so a sender that counts up shows a drop on every frame.
+        const uint8_t s = rxmsg->sourceid;
+        if (status->packet_rx_success_count[s] == 0) {
+            status->packet_rx_drop_count[s] = 0;
+        }
+        if (status->current_rx_seq[s] != rxmsg->seq) {
+            status->packet_rx_drop_count[s]++;
+        }
+        status->packet_rx_success_count[s]++;
+        status->current_rx_seq[s] = rxmsg->seq;
+    }
+
+    r_message->len = rxmsg->len;
+    status->parse_error = 0;
+    return status->msg_received;
+}
+
+uint8_t xolt_frame_char(uint8_t chan, uint8_t c, xolt_message_head_t* r_message, xolt_status_t* r_status)
+{
+    (void)r_status;
+    return xolt_frame_char_buffer(xolt_get_channel_buffer(chan), xolt_get_channel_status(chan), c, r_message);
+}
+
+uint8_t xolt_parse_char(uint8_t chan, uint8_t c, xolt_message_head_t* r_message, xolt_status_t* r_status)
+{
+    const uint8_t msg_received = xolt_frame_char(chan, c, r_message, r_status);
+    if (msg_received != XOLT_FRAMING_BAD_CRC) {
+        return msg_received;
+    }
+
+    xolt_message_head_t* rxmsg = xolt_get_channel_buffer(chan);
+    xolt_status_t* status = xolt_get_channel_status(chan);
+    const uint8_t* ck = xolt_payload(r_message) + r_message->len;
+    r_message->crc = static_cast<uint16_t>(ck[0] | (ck[1] << 8));
+    printf("======XOLT_FRAMING_BAD_CRC, msgid: %d, sourceid: %d=========\n", r_message->msgid, r_message->sourceid);
+    status->parse_error++;
+    status->msg_received = XOLT_FRAMING_INCOMPLETE;
+    status->parse_state = XOLT_PARSE_STATE_IDLE;
+    if (c == XOLT_STX) {
+        // The byte that ended the bad frame may start the next one. Magic
+        // and header checksum are left as they are, so that frame's header
+        // sum starts from the old checksum byte, not from 0xFD.
+        status->parse_state = XOLT_PARSE_STATE_GOT_STX;
+        rxmsg->len = 0;
+        startCrc(rxmsg);
+    }
+    return 0;
+}
+
+uint16_t xolt_finalize_message(xolt_message_head_t* msg, uint8_t dest_id, uint8_t source_id, uint16_t length,
+                               uint8_t crc_extra, uint8_t& tx_seq)
+{
+    msg->magic = XOLT_STX;
+    msg->len = length;
+    msg->len_lo = static_cast<uint8_t>(length & 0xFF);
+    msg->len_hi = static_cast<uint8_t>(length >> 8);
+    msg->destid = dest_id;
+    msg->sourceid = source_id;
+    msg->seq = tx_seq;
+    tx_seq = static_cast<uint8_t>(tx_seq + 1);
+    msg->checksum = static_cast<uint8_t>(XOLT_STX + msg->len_lo + msg->len_hi + msg->seq + msg->destid +
+                                         msg->sourceid + msg->msgid);
+
+    // len_lo .. checksum and the payload are contiguous in the record.
+    const uint16_t coveredHeaderBytes = XOLT_HEADER_LEN - 1;
+    uint16_t crc = crc_calculate(xolt_wire_bytes(msg) + 1, static_cast<uint16_t>(coveredHeaderBytes + length));
+    crc_accumulate(crc_extra, &crc);
+    msg->crc = crc;
+
+    uint8_t* payload = xolt_payload(msg);
+    payload[length] = static_cast<uint8_t>(crc & 0xFF);
+    payload[length + 1] = static_cast<uint8_t>(crc >> 8);
+    return static_cast<uint16_t>(length + XOLT_NUM_NON_PAYLOAD_BYTES);
+}

@@ -1,0 +1,58 @@
+#include "GatewayHarness.h"
+
+#include <chrono>
+#include <cstdio>
+#include <sstream>
+#include <thread>
+
+std::string GatewayHarness::configJson(const std::string& level) const
+{
+    std::ostringstream json;
+    json << "{\n"
+         << "  \"serviceEntity\": [\n"
+         << "    {\"enable\": true, \"socketType\": 2, \"protocolType\": \"xolt\", \"listenIp\": \"127.0.0.1\", \"listenPort\": "
+         << xoltPort << "},\n"
+         << "    {\"socketType\": 2, \"protocolType\": \"protobuf\", \"listenIp\": \"127.0.0.1\", \"listenPort\": "
+         << protobufPort << "}\n"
+         << "  ],\n"
+         << "  \"clientEntity\": [\n"
+         << "    {\"enable\": true, \"serviceName\": \"transmit\", \"serviceId\": 2, \"socketType\": \"udp\", \"remoteIp\": \"127.0.0.1\", \"remotePort\": "
+         << radio.port() << ", \"localIp\": \"\", \"localPort\": 0},\n"
+         << "    {\"enable\": true, \"serviceName\": \"app\", \"serviceId\": 0, \"socketType\": \"udp\", \"remoteIp\": \"127.0.0.1\", \"remotePort\": "
+         << app.port() << ", \"localIp\": \"127.0.0.1\", \"localPort\": 0}\n"
+         << "  ],\n"
+         << "  \"log\": {\"level\": \"" << level << "\", \"file\": \"" << logPath
+         << "\", \"fileCnt\": 3, \"logMode\": 0, \"fileSize\": 10485760, \"logExternalEnable\": false,"
+         << " \"logExternalPath\": \"" << dir.path() << "/no-card/\", \"logExternalImagePath\": \"" << dir.path()
+         << "/no-card/images/\", \"logTransmitUrl\": \"" << dir.path() << "/\", \"totalSize\": 4194304, \"minFileCnt\": 5}\n"
+         << "}\n";
+    return json.str();
+}
+
+bool GatewayHarness::start(const std::string& level, const std::vector<std::string>& extraArgs)
+{
+    writeFile(configPath, configJson(level));
+    std::vector<std::string> args{configPath};
+    args.insert(args.end(), extraArgs.begin(), extraArgs.end());
+    process.reset(new GatewayProcess(args, outputPath, dir.path()));
+    // Up when both service ports are bound (the kernel's socket table tells,
+    // whatever the log level lets the gateway print).
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (!process->running()) {
+            return false;
+        }
+        if (udpPortBound(xoltPort) && udpPortBound(protobufPort)) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+
+bool udpPortBound(uint16_t port)
+{
+    char local[32];
+    snprintf(local, sizeof(local), "0100007F:%04X ", port);
+    return readFile("/proc/net/udp").find(local) != std::string::npos;
+}

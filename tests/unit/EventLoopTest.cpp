@@ -1,0 +1,388 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <future>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "EventLoop.h"
+#include "IpcDriverManager.h"
+#include "IpcHandleBase.h"
+#include "KsLog.h"
+#include "TempDir.h"
+
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+const auto kDeadline = std::chrono::seconds(5);
+const auto kQuiet = std::chrono::milliseconds(150);
+
+// One end of a datagram socket pair, registered with a loop; the test
+// writes to the other end.
+class CPairHandle : public CIpcHandleBase {
+public:
+    explicit CPairHandle(const std::string& name, int ipcType = E_IPC_TYPE_SHM)
+    {
+        socketpair(AF_UNIX, SOCK_DGRAM, 0, m_fds);
+        setName(name);
+        setHandle(m_fds[0]);
+        setIpcType(ipcType);
+    }
+    ~CPairHandle() override
+    {
+        close(m_fds[0]);
+        close(m_fds[1]);
+    }
+    void poke() { send(m_fds[1], "x", 1, 0); }
+
+    // Readiness events the driver lets pass before it reads the socket.
+    std::atomic<int> m_iEventsBeforeDrain{0};
+    // When set, the driver holds on this handle's first event until released.
+    std::shared_future<void> m_gate;
+
+private:
+    int m_fds[2] = {-1, -1};
+};
+
+// A driver that records every event it is given and reads one datagram of a
+// pair handle unless told to leave it.
+class CRecordingDriver : public CIpcDriverBase {
+public:
+    explicit CRecordingDriver(int type) : m_iType(type) {}
+
+    int getDriverType() override { return m_iType; }
+
+    int handleEvent(int eventType, CIpcHandleBase* handle) override
+    {
+        CPairHandle* pair = dynamic_cast<CPairHandle*>(handle);
+        if (pair != nullptr && pair->m_gate.valid()) {
+            pair->m_gate.wait_for(kDeadline);
+            pair->m_gate = std::shared_future<void>();
+        }
+        if (pair != nullptr) {
+            if (pair->m_iEventsBeforeDrain > 0) {
+                --pair->m_iEventsBeforeDrain;
+            } else {
+                char byte;
+                recv(pair->getHandle(), &byte, 1, MSG_DONTWAIT);
+            }
+        }
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_loopThread = pthread_self();
+        m_vecEvents.push_back(eventType);
+        ++m_mapCount[handle];
+        m_cond.notify_all();
+        return 0;
+    }
+
+    int count(CIpcHandleBase* handle)
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_mapCount[handle];
+    }
+
+    bool waitForCount(CIpcHandleBase* handle, int atLeast)
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        return m_cond.wait_for(lock, kDeadline, [&] { return m_mapCount[handle] >= atLeast; });
+    }
+
+    int lastEvent()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_vecEvents.empty() ? -1 : m_vecEvents.back();
+    }
+
+    // Handles of earlier tests may have lived at the same addresses.
+    void reset()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_vecEvents.clear();
+        m_mapCount.clear();
+    }
+
+    pthread_t loopThread()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_loopThread;
+    }
+
+private:
+    int m_iType;
+    std::mutex m_mutex;
+    std::condition_variable m_cond;
+    std::vector<int> m_vecEvents;
+    std::map<CIpcHandleBase*, int> m_mapCount;
+    pthread_t m_loopThread{};
+};
+
+// The log goes to a file of a temporary directory and, as always, to
+// standard output, where the tests read it.
+void logToTempDir()
+{
+    static TempDir dir;
+    CKsLog::CLogConfig config;
+    config.m_strLogFilePath = dir.file("event-loop.log");
+    config.m_iLogLevel = E_LOG_LEVEL_DEBUG;
+    CKsLog::getInstance()->addLogConfig(&config);
+    CKsLog::getInstance()->reInit();
+}
+
+// The drivers are process-wide, like the manager: set up once per binary.
+std::shared_ptr<CRecordingDriver> g_spShmDriver;
+std::shared_ptr<CRecordingDriver> g_spTcpDriver;
+
+void initOnce()
+{
+    static bool done = [] {
+        logToTempDir();
+        g_spShmDriver = std::make_shared<CRecordingDriver>(E_IPC_TYPE_SHM);
+        g_spTcpDriver = std::make_shared<CRecordingDriver>(E_IPC_TYPE_TCP);
+        SPIpcDriverBase shm = g_spShmDriver;
+        SPIpcDriverBase tcp = g_spTcpDriver;
+        CIpcDriverManager::getInstance()->registerDriver(shm);
+        CIpcDriverManager::getInstance()->registerDriver(tcp);
+        return true;
+    }();
+    (void)done;
+}
+
+// The loop most tests share; it runs until the process ends.
+CEventLoop& sharedLoop()
+{
+    initOnce();
+    static CEventLoop* loop = [] {
+        CEventLoop* created = new CEventLoop();
+        created->start();
+        return created;
+    }();
+    return *loop;
+}
+
+class DriverManagerTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        initOnce();
+        g_spShmDriver->reset();
+        g_spTcpDriver->reset();
+    }
+};
+
+class EventLoopTest : public DriverManagerTest {
+protected:
+    void SetUp() override
+    {
+        DriverManagerTest::SetUp();
+        m_pLoop = &sharedLoop();
+    }
+    CEventLoop* m_pLoop = nullptr;
+};
+
+TEST_F(EventLoopTest, ReadableSocketReachesTheDriverOfItsTypeAsAMessage)
+{
+    CPairHandle handle("plain");
+    ASSERT_EQ(m_pLoop->registerHandle(&handle), 0);
+    handle.poke();
+    ASSERT_TRUE(g_spShmDriver->waitForCount(&handle, 1));
+    EXPECT_EQ(g_spShmDriver->lastEvent(), E_EVENT_TYPE_MESSAGE);
+    std::this_thread::sleep_for(kQuiet);
+    EXPECT_EQ(g_spShmDriver->count(&handle), 1);
+    EXPECT_EQ(m_pLoop->unRegisterHandle(handle.getHandle()), 0);
+}
+
+TEST_F(EventLoopTest, SocketLeftUnreadIsReportedAgain)
+{
+    CPairHandle handle("undrained");
+    handle.m_iEventsBeforeDrain = 3;
+    ASSERT_EQ(m_pLoop->registerHandle(&handle), 0);
+    handle.poke();
+    ASSERT_TRUE(g_spShmDriver->waitForCount(&handle, 4));
+    std::this_thread::sleep_for(kQuiet);
+    EXPECT_EQ(g_spShmDriver->count(&handle), 4);
+    EXPECT_EQ(m_pLoop->unRegisterHandle(handle.getHandle()), 0);
+}
+
+TEST_F(EventLoopTest, MoreReadySocketsThanOneWaitTakesAreAllServed)
+{
+    // Hold the loop thread while 150 sockets become readable at once.
+    std::promise<void> release;
+    CPairHandle gate("gate");
+    gate.m_gate = release.get_future().share();
+    ASSERT_EQ(m_pLoop->registerHandle(&gate), 0);
+    gate.poke();
+
+    std::vector<std::unique_ptr<CPairHandle>> handles;
+    for (int i = 0; i < 150; ++i) {
+        handles.push_back(std::make_unique<CPairHandle>("many"));
+        ASSERT_EQ(m_pLoop->registerHandle(handles.back().get()), 0);
+        handles.back()->poke();
+    }
+    release.set_value();
+
+    for (auto& handle : handles) {
+        EXPECT_TRUE(g_spShmDriver->waitForCount(handle.get(), 1));
+    }
+    std::this_thread::sleep_for(kQuiet);
+    for (auto& handle : handles) {
+        EXPECT_EQ(g_spShmDriver->count(handle.get()), 1);
+        m_pLoop->unRegisterHandle(handle->getHandle());
+    }
+    m_pLoop->unRegisterHandle(gate.getHandle());
+}
+
+TEST_F(EventLoopTest, RegisteringOneDescriptorTwiceFailsTheSecondTime)
+{
+    CPairHandle handle("twice");
+    const std::string fd = std::to_string(handle.getHandle());
+    testing::internal::CaptureStdout();
+    const int first = m_pLoop->registerHandle(&handle);
+    const int second = m_pLoop->registerHandle(&handle);
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(first, 0);
+    EXPECT_EQ(second, -1);
+    EXPECT_THAT(out, HasSubstr("EventLoop.cpp:"));
+    EXPECT_THAT(out, HasSubstr("Add an epoll event success, name:twice, handle:" + fd));
+    EXPECT_THAT(out, HasSubstr("Fail to add an epoll event, error:17, name:twice, handle:" + fd));
+    EXPECT_EQ(m_pLoop->unRegisterHandle(handle.getHandle()), 0);
+}
+
+TEST_F(EventLoopTest, UnregisteredSocketIsNoLongerServed)
+{
+    CPairHandle handle("gone");
+    const std::string fd = std::to_string(handle.getHandle());
+    ASSERT_EQ(m_pLoop->registerHandle(&handle), 0);
+    testing::internal::CaptureStdout();
+    const int first = m_pLoop->unRegisterHandle(handle.getHandle());
+    const int second = m_pLoop->unRegisterHandle(handle.getHandle());
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(first, 0);
+    EXPECT_EQ(second, -1);
+    EXPECT_THAT(out, HasSubstr("Del an epoll event success, handle:" + fd));
+    EXPECT_THAT(out, HasSubstr("Fail to del an epoll event, error:2, handle:" + fd));
+
+    handle.poke();
+    std::this_thread::sleep_for(kQuiet);
+    EXPECT_EQ(g_spShmDriver->count(&handle), 0);
+}
+
+TEST_F(EventLoopTest, SecondStartDoesNothing)
+{
+    testing::internal::CaptureStdout();
+    m_pLoop->start();
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_THAT(out, Not(HasSubstr("Start event loop success.")));
+}
+
+std::atomic<int> g_iSignals{0};
+
+void countSignal(int)
+{
+    ++g_iSignals;
+}
+
+TEST_F(EventLoopTest, InterruptedWaitIsSilentAndTheLoopGoesOn)
+{
+    CPairHandle handle("signalled");
+    ASSERT_EQ(m_pLoop->registerHandle(&handle), 0);
+    handle.poke();
+    ASSERT_TRUE(g_spShmDriver->waitForCount(&handle, 1));
+    const pthread_t loopThread = g_spShmDriver->loopThread();
+
+    struct sigaction action = {};
+    struct sigaction previous = {};
+    action.sa_handler = &countSignal;
+    sigemptyset(&action.sa_mask);
+    ASSERT_EQ(sigaction(SIGUSR1, &action, &previous), 0);
+
+    testing::internal::CaptureStdout();
+    // Let the loop thread go back into its wait first.
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    pthread_kill(loopThread, SIGUSR1);
+    const auto end = std::chrono::steady_clock::now() + kDeadline;
+    while (g_iSignals == 0 && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    handle.poke();
+    const bool served = g_spShmDriver->waitForCount(&handle, 2);
+    const std::string out = testing::internal::GetCapturedStdout();
+    sigaction(SIGUSR1, &previous, nullptr);
+
+    EXPECT_EQ(g_iSignals, 1);
+    EXPECT_TRUE(served);
+    EXPECT_THAT(out, Not(HasSubstr("Epoll wait return an error")));
+    m_pLoop->unRegisterHandle(handle.getHandle());
+}
+
+TEST_F(EventLoopTest, StopTakesEffectOnlyAfterTheNextWakeUp)
+{
+    // This loop's thread ends here; the object stays for the process, since
+    // nothing tells when the thread has quite finished with it.
+    static CEventLoop* loop = new CEventLoop();
+    CPairHandle handle("stopping");
+
+    testing::internal::CaptureStdout();
+    loop->start();
+    ASSERT_EQ(loop->registerHandle(&handle), 0);
+    loop->stop();
+    std::this_thread::sleep_for(kQuiet);
+    std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_THAT(out, HasSubstr("Start event loop success."));
+    EXPECT_THAT(out, HasSubstr("Event loop thread is started"));
+    EXPECT_THAT(out, Not(HasSubstr("Event loop thread is stopped")));
+
+    // The wake-up is still served, then the thread leaves.
+    testing::internal::CaptureStdout();
+    handle.poke();
+    const bool served = g_spShmDriver->waitForCount(&handle, 1);
+    std::this_thread::sleep_for(kQuiet);
+    handle.poke();
+    std::this_thread::sleep_for(kQuiet);
+    out = testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(served);
+    EXPECT_EQ(g_spShmDriver->count(&handle), 1);
+    EXPECT_THAT(out, HasSubstr("Event loop thread is stopped"));
+    loop->unRegisterHandle(handle.getHandle());
+}
+
+TEST_F(DriverManagerTest, PicksTheDriverByIpcTypeAndTheEventByListeningOrNot)
+{
+    CIpcDriverManager* manager = CIpcDriverManager::getInstance();
+    CIpcHandleBase listening;
+    listening.setIpcType(E_IPC_TYPE_TCP);
+    CIpcHandleBase connected;
+    connected.setIpcType(E_IPC_TYPE_TCP_Client);
+
+    EXPECT_EQ(manager->handleEvent(&listening), 0);
+    EXPECT_EQ(g_spTcpDriver->lastEvent(), E_EVENT_TYPE_CONNECTION);
+    EXPECT_EQ(manager->handleEvent(&connected), 0);
+    EXPECT_EQ(g_spTcpDriver->lastEvent(), E_EVENT_TYPE_MESSAGE);
+    EXPECT_EQ(g_spTcpDriver->count(&listening), 1);
+    EXPECT_EQ(g_spTcpDriver->count(&connected), 1);
+}
+
+TEST_F(DriverManagerTest, TypeWithoutADriverIsReportedOnStandardOutput)
+{
+    CIpcHandleBase client;
+    client.setIpcType(E_IPC_TYPE_UDP_Client);
+    testing::internal::CaptureStdout();
+    const int result = CIpcDriverManager::getInstance()->handleEvent(&client);
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(out, "handle a msg failed, ipc type:5\n");
+}
+
+}
