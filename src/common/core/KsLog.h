@@ -98,16 +98,18 @@ constexpr const char* ksLogFileName(const char* path)
 }
 
 // Call-site convention: nothing is built unless the global level admits the
-// line; the text is "<file>:<line> <message>".
-#define KS_LOG(level, message)                                                   \
+// line; the text is "<file>:<line> <message>". KS_LOG_AT logs on behalf of a
+// caller whose location a shared helper received.
+#define KS_LOG_AT(level, file, line, message)                                     \
     do {                                                                         \
         if (CKsLog::getLogLevel() >= (level)) {                                  \
             std::ostringstream ksLogStream_;                                     \
-            ksLogStream_ << ksLogFileName(__FILE__) << ":" << __LINE__ << " "    \
-                         << message;                                             \
+            ksLogStream_ << ksLogFileName(file) << ":" << (line) << " " << message; \
             CKsLog::getInstance()->writeLog((level), ksLogStream_.str());        \
         }                                                                        \
     } while (0)
+
+#define KS_LOG(level, message) KS_LOG_AT(level, __FILE__, __LINE__, message)
 
 #define KS_LOG_ERROR(message) KS_LOG(E_LOG_LEVEL_ERROR, message)
 #define KS_LOG_WARN(message) KS_LOG(E_LOG_LEVEL_WARN, message)

@@ -1,0 +1,42 @@
+#include "UdpClient.h"
+
+#include "IpcFramework.h"
+#include "IpcHandleBase.h"
+#include "KsLog.h"
+
+CReflexRegister<ICClientBase> CUdpClient::ms_reflexRegister("Client.udp", &CUdpClient::create);
+
+void* CUdpClient::create()
+{
+    return static_cast<ICClientBase*>(new CUdpClient());
+}
+
+int CUdpClient::start(const CClientEntityInfo& info)
+{
+    std::shared_ptr<CIpcHandleBase> handle = std::make_shared<CIpcHandleBase>();
+    if (CIpcFramework::getInstance()->createUDPClient(info.m_strRemoteIP, info.m_iRemotePort, handle, "", 0) < 0) {
+        KS_LOG_ERROR("Fail to create udp client, remote ip:" << info.m_strRemoteIP
+                                                             << ", remote port:" << info.m_iRemotePort);
+        return -1;
+    }
+    m_spIpcHandle = handle;
+    m_iServiceId = info.m_iServiceId;
+    KS_LOG_INFO("Create udp client success, remote ip:" << info.m_strRemoteIP
+                                                        << ", remote port:" << info.m_iRemotePort);
+    return 0;
+}
+
+int CUdpClient::stop()
+{
+    m_spIpcHandle.reset();
+    return 0;
+}
+
+int CUdpClient::sendData(int len, const char* data)
+{
+    if (!m_spIpcHandle) {
+        KS_LOG_ERROR("When send udp data to remote service, the udp client is not exist.");
+        return -1;
+    }
+    return m_spIpcHandle->sendData(data, len);
+}

@@ -1,0 +1,40 @@
+#include "ServiceBase.h"
+
+#include "IpcDefine.h"
+#include "IpcFramework.h"
+#include "KsLog.h"
+#include "ServiceEntityUdpIpcHandle.h"
+
+int ICServiceBase::start(const CServiceEntityInfo& info)
+{
+    if (info.m_iSocketType != E_IPC_TYPE_DEFAULT && info.m_iSocketType != E_IPC_TYPE_UDP) {
+        return 0;
+    }
+    std::shared_ptr<CIpcHandleBase> handle = std::make_shared<CServiceEntityUdpIpcHandle>(this);
+    if (CIpcFramework::getInstance()->createUDPServer(info.m_strListenIP, info.m_iListenPort, handle) != 0) {
+        KS_LOG_ERROR("Fail to init udp server, listen ip:" << info.m_strListenIP
+                                                           << ", listen port:" << info.m_iListenPort);
+        return -1;
+    }
+    KS_LOG_INFO("Success to init udp server, listen ip:" << info.m_strListenIP
+                                                         << ", listen port:" << info.m_iListenPort);
+    m_iSocketType = info.m_iSocketType;
+    m_strListenIp = info.m_strListenIP;
+    m_iListenPort = info.m_iListenPort;
+    return 0;
+}
+
+int ICServiceBase::stop()
+{
+    if (m_iSocketType == E_IPC_TYPE_TCP) {
+        KS_LOG_INFO("Close tcp service, listen ip:" << m_strListenIp << ", listen port:" << m_iListenPort);
+    } else {
+        KS_LOG_INFO("Close udp service, listen ip:" << m_strListenIp << ", listen port:" << m_iListenPort);
+    }
+    return 0;
+}
+
+int ICServiceBase::onReadData(CIpcHandleBase*, int, const char*)
+{
+    return 0;
+}

@@ -1,0 +1,33 @@
+#include "GlobalStatus.h"
+
+int32_t CGlobalStatus::ms_iCurRcCalibrationCmd = -1;
+int32_t CGlobalStatus::ms_iCurStartMatchingMsgSequence = -1;
+int32_t CGlobalStatus::ms_iCurSetModeMsgSequence = -1;
+int32_t CGlobalStatus::ms_iCurGetModeMsgSequence = -1;
+int32_t CGlobalStatus::ms_iCurEnterCalibrationMsgSequence = -1;
+int32_t CGlobalStatus::ms_iCurExitCalibrationMsgSequence = -1;
+int32_t CGlobalStatus::ms_iCurSetGimbalSpeedSequence = -1;
+int32_t CGlobalStatus::ms_iCurGetGimbalSpeedSequence = -1;
+int32_t CGlobalStatus::ms_iDeviceInfoQuerySequence = -1;
+
+std::map<uint32_t, CKsQueue<int>> CGlobalStatus::ms_mapMessageIDtoSequence;
+
+void CGlobalStatus::pushSequence(uint32_t msgType, int sequence)
+{
+    ms_mapMessageIDtoSequence[msgType].push(sequence);
+}
+
+bool CGlobalStatus::popSequence(uint32_t msgType, int& sequence)
+{
+    CKsQueue<int>& queue = ms_mapMessageIDtoSequence[msgType];
+    if (queue.size() == 0) {
+        return false;
+    }
+    queue.pop(sequence);
+    return true;
+}
+
+void CGlobalStatus::popSequenceWaiting(uint32_t msgType, int& sequence)
+{
+    ms_mapMessageIDtoSequence[msgType].pop(sequence);
+}

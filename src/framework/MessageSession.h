@@ -1,0 +1,43 @@
+#ifndef LUMBRIX_MESSAGE_SESSION_H
+#define LUMBRIX_MESSAGE_SESSION_H
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+
+// Session-number singleton kept beside the global status. It owns one
+// atomic session counter and a (so far unused) table of per-session message
+// contexts. The recursive mutex guards only creation and destruction of the
+// instance; the counter is atomic.
+class CMessageSession {
+public:
+    static CMessageSession* getInstance();
+    static void destroy();
+
+    int init();
+    int release();
+
+    // Advances the session number. The reset is decided on the value before
+    // the increment: after 2147483647 the number reads -2147483648 once, and
+    // only the following call brings it back to 0.
+    int addSessionID();
+    int getSessionID();
+
+private:
+    friend class CMessageSessionTestAccess;
+
+    CMessageSession();
+    ~CMessageSession() = default;
+    CMessageSession(const CMessageSession&) = delete;
+    CMessageSession& operator=(const CMessageSession&) = delete;
+
+    static std::recursive_mutex ms_mutexInstance;
+    static CMessageSession* ms_pInstance;
+
+    std::atomic<int32_t> m_aiSessionID;
+    std::map<int32_t, std::map<int32_t, std::shared_ptr<CMessageSession>>> m_mapSessionMsgContext;
+};
+
+#endif

@@ -1,0 +1,40 @@
+#ifndef LUMBRIX_APP_ENVELOPE_H
+#define LUMBRIX_APP_ENVELOPE_H
+
+#include <cstdint>
+#include <string>
+
+namespace google {
+namespace protobuf {
+class MessageLite;
+}
+}
+
+// Builds and sends the App envelope (QuelbyMessage) of every message the
+// gateway produces for the App. The header always carries device_id 0,
+// source_id 2, version 0 and the current time in milliseconds; the caller
+// gives the token, head type, App message id and sequence. The serialised
+// body goes into data.value (type_url stays empty); without a body, data is
+// left unset. The envelope and its bytes are reused per thread, so sending
+// does not build a new message each time.
+class CAppEnvelope {
+public:
+    static constexpr const char* TOKEN_RC = "Remote";
+    static constexpr const char* TOKEN_NEST = "nest";
+    static constexpr const char* LOG_SENT = "send msg to App, msg size is ";
+
+    // The serialised envelope. The reference stays valid until the next
+    // call on the same thread.
+    static const std::string& serialize(const char* token, int32_t headType, uint32_t messageId, int32_t sequence,
+                                        const google::protobuf::MessageLite* body);
+
+    // Serialises as above and sends the bytes to the App (service id 0).
+    // When logText is not null, then logs at info level logText followed by
+    // the size, under the caller's file and line. Returns the envelope size
+    // (whatever the send's result; a failed send is logged by the client).
+    static int sendToApp(const char* token, int32_t headType, uint32_t messageId, int32_t sequence,
+                         const google::protobuf::MessageLite* body, const char* logText = LOG_SENT,
+                         const char* file = __builtin_FILE(), int line = __builtin_LINE());
+};
+
+#endif

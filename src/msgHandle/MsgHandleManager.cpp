@@ -1,0 +1,105 @@
+#include "MsgHandleManager.h"
+
+#include <list>
+
+#include "KsLog.h"
+#include "Reflex.h"
+#include "XoltProtocol.h"
+#include "quelby_protocol.pb.h"
+
+std::recursive_mutex CMsgHandleManager::ms_mutexInstance;
+CMsgHandleManager* CMsgHandleManager::ms_pInstance = nullptr;
+
+namespace {
+
+// Creates every handler of one family, initialises it and hands it to
+// registerHandle, in the registry's key order.
+template <typename Base, typename Register>
+void createHandles(const char* prefix, Register registerHandle)
+{
+    std::list<Base*> created;
+    CReflex<Base>::create(prefix, created);
+    for (Base* raw : created) {
+        if (raw == nullptr) {
+            continue;
+        }
+        std::shared_ptr<Base> handle(raw);
+        handle->init();
+        registerHandle(handle);
+    }
+}
+
+} // namespace
+
+CMsgHandleManager* CMsgHandleManager::getInstance()
+{
+    if (ms_pInstance == nullptr) {
+        std::lock_guard<std::recursive_mutex> lock(ms_mutexInstance);
+        if (ms_pInstance == nullptr) {
+            ms_pInstance = new CMsgHandleManager();
+        }
+    }
+    return ms_pInstance;
+}
+
+void CMsgHandleManager::destroy()
+{
+    std::lock_guard<std::recursive_mutex> lock(ms_mutexInstance);
+    if (ms_pInstance == nullptr) {
+        return;
+    }
+    delete ms_pInstance;
+    ms_pInstance = nullptr;
+}
+
+int CMsgHandleManager::init()
+{
+    createHandles<CProtobuf2XoltHandleBase>("Protobuf2Xolt", [this](std::shared_ptr<CProtobuf2XoltHandleBase>& h) {
+        registerProtobuf2XoltHandle(h);
+    });
+    createHandles<CXolt2ProtobufHandleBase>("Xolt2Protobuf", [this](std::shared_ptr<CXolt2ProtobufHandleBase>& h) {
+        registerXolt2ProtobufHandle(h);
+    });
+    return 0;
+}
+
+int CMsgHandleManager::release()
+{
+    return 0;
+}
+
+void CMsgHandleManager::registerProtobuf2XoltHandle(std::shared_ptr<CProtobuf2XoltHandleBase>& handle)
+{
+    m_mapProtobuf2XoltHandle[handle->getSupportMsgType()] = handle;
+}
+
+void CMsgHandleManager::registerXolt2ProtobufHandle(std::shared_ptr<CXolt2ProtobufHandleBase>& handle)
+{
+    m_mapXolt2ProtobufHandle[handle->getSupportMsgType()] = handle;
+}
+
+void CMsgHandleManager::handleProtobufMsg(quelby::protocol::QuelbyMessage& msg)
+{
+    if (!msg.has_head_data()) {
+        KS_LOG_ERROR("When handle protobuf msg, the head data is not set.");
+        return;
+    }
+    auto it = m_mapProtobuf2XoltHandle.find(static_cast<uint32_t>(msg.head_data().message_id()));
+    if (it == m_mapProtobuf2XoltHandle.end()) {
+        return;
+    }
+    it->second->handleMsg(msg);
+}
+
+void CMsgHandleManager::handleXoltMsg(__xolt_message_head* head)
+{
+    if (head == nullptr) {
+        KS_LOG_ERROR("When handle xolt msg, the data is null.");
+        return;
+    }
+    auto it = m_mapXolt2ProtobufHandle.find(static_cast<uint32_t>(head->msgid));
+    if (it == m_mapXolt2ProtobufHandle.end()) {
+        return;
+    }
+    it->second->handleMsg(head);
+}

@@ -1,0 +1,50 @@
+#ifndef LUMBRIX_MSG_HANDLE_MANAGER_H
+#define LUMBRIX_MSG_HANDLE_MANAGER_H
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "Protobuf2XoltHandleBase.h"
+#include "Xolt2ProtobufHandleBase.h"
+
+// The one place that decides which handler takes a message. init() creates
+// every handler the factory registry knows under "Protobuf2Xolt" and
+// "Xolt2Protobuf" and files it under the id it serves; the two receiving
+// services then hand each parsed message to handleProtobufMsg or
+// handleXoltMsg. The manager owns the handlers through its two maps, which
+// are written during start-up only and read without locks afterwards.
+class CMsgHandleManager {
+public:
+    static CMsgHandleManager* getInstance();
+    static void destroy();
+
+    int init();
+    int release();
+
+    // A later handler with the same id replaces the earlier one.
+    void registerProtobuf2XoltHandle(std::shared_ptr<CProtobuf2XoltHandleBase>& handle);
+    void registerXolt2ProtobufHandle(std::shared_ptr<CXolt2ProtobufHandleBase>& handle);
+
+    // App envelope: dispatched by head_data.message_id; unknown ids are
+    // dropped without a word.
+    void handleProtobufMsg(quelby::protocol::QuelbyMessage& msg);
+    // Link frame: dispatched by its msgid; unknown ids are dropped without a
+    // word.
+    void handleXoltMsg(__xolt_message_head* head);
+
+private:
+    CMsgHandleManager() = default;
+    ~CMsgHandleManager() = default;
+    CMsgHandleManager(const CMsgHandleManager&) = delete;
+    CMsgHandleManager& operator=(const CMsgHandleManager&) = delete;
+
+    static std::recursive_mutex ms_mutexInstance;
+    static CMsgHandleManager* ms_pInstance;
+
+    std::map<uint32_t, std::shared_ptr<CProtobuf2XoltHandleBase>> m_mapProtobuf2XoltHandle;
+    std::map<uint32_t, std::shared_ptr<CXolt2ProtobufHandleBase>> m_mapXolt2ProtobufHandle;
+};
+
+#endif

@@ -1,0 +1,87 @@
+#ifndef LUMBRIX_PROTOBUF2XOLT_HANDLE_BASE_H
+#define LUMBRIX_PROTOBUF2XOLT_HANDLE_BASE_H
+
+#include <cstdint>
+
+#include "KsLog.h"
+#include "Reflex.h"
+
+namespace google {
+namespace protobuf {
+class MessageLite;
+}
+}
+namespace quelby {
+namespace protocol {
+class QuelbyMessage;
+}
+}
+
+// Base of the App-to-radio handlers: one App envelope in, link frames (and
+// sometimes an immediate App answer) out. A handler serves every envelope
+// whose head_data.message_id equals m_ulMsgType (an App MessageType). The
+// handler manager creates the handlers through
+// CReflex<CProtobuf2XoltHandleBase> under keys "Protobuf2Xolt.<name>" and
+// owns them. Each handler module numbers its frames with its own
+// CXoltFrameSender; pending App sequences go to CGlobalStatus.
+class CProtobuf2XoltHandleBase {
+public:
+    CProtobuf2XoltHandleBase();
+    virtual ~CProtobuf2XoltHandleBase();
+
+    virtual int32_t init() = 0;
+    virtual int32_t release() = 0;
+    virtual int32_t handleMsg(quelby::protocol::QuelbyMessage& msg) = 0;
+
+    uint32_t getSupportMsgType() const { return m_ulMsgType; }
+
+protected:
+    // Parses the request body carried in the envelope's data.value into
+    // body. An envelope without data reads as an empty body. Returns the
+    // parse result; callers that ignore it keep the body's zero defaults.
+    static bool parseBody(const quelby::protocol::QuelbyMessage& msg, google::protobuf::MessageLite& body);
+
+    uint32_t m_ulMsgType;
+};
+
+// The parts every App-to-radio handler shares, declared inside its class:
+//
+//   class CNestReset : public CProtobuf2XoltHandleBase {
+//       LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestReset)
+//   public:
+//       int32_t handleMsg(quelby::protocol::QuelbyMessage& msg) override;
+//   };
+//
+// and defined once in its .cpp with its factory key, App MessageType and the
+// wording of its init line ("Init protobuf to xolt handle, msg id:" or
+// "Init protobuf 2 xolt handle, msg id:"):
+//
+//   LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CNestReset, "Protobuf2Xolt.NestReset",
+//                                     quelby::protocol::NEST_RESET_MSG,
+//                                     "Init protobuf to xolt handle, msg id:")
+//
+// The definitions give the constructor (sets m_ulMsgType), the factory
+// creator, init() (logs the text and the id from the handler's own file),
+// release() and the static registration.
+#define LUMBRIX_PROTOBUF2XOLT_HANDLE(Class)                                      \
+public:                                                                          \
+    Class();                                                                     \
+    static void* create();                                                       \
+    int32_t init() override;                                                     \
+    int32_t release() override;                                                  \
+                                                                                 \
+private:                                                                         \
+    static CReflexRegister<CProtobuf2XoltHandleBase> ms_reflexRegister;
+
+#define LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(Class, key, msgType, initText)         \
+    CReflexRegister<CProtobuf2XoltHandleBase> Class::ms_reflexRegister(key, &Class::create); \
+    Class::Class() { m_ulMsgType = static_cast<uint32_t>(msgType); }             \
+    void* Class::create() { return static_cast<CProtobuf2XoltHandleBase*>(new Class()); } \
+    int32_t Class::init()                                                        \
+    {                                                                            \
+        KS_LOG_INFO(initText << m_ulMsgType);                                    \
+        return 0;                                                                \
+    }                                                                            \
+    int32_t Class::release() { return 0; }
+
+#endif

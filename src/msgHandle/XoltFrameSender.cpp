@@ -1,0 +1,30 @@
+#include "XoltFrameSender.h"
+
+#include <cstring>
+
+#include "ClientBase.h"
+#include "ClientEntityManager.h"
+#include "KsLog.h"
+
+uint16_t CXoltFrameSender::build(xolt_message_head_t& frame, uint8_t msgid, uint8_t destid, const void* payload,
+                                 uint16_t length, uint8_t crcExtra)
+{
+    frame.msgid = msgid;
+    if (length > 0) {
+        std::memcpy(xolt_payload(&frame), payload, length);
+    }
+    return xolt_finalize_message(&frame, destid, SOURCE_ID_APP, length, crcExtra, m_ucTxSeq);
+}
+
+int CXoltFrameSender::send(uint8_t msgid, uint8_t destid, const void* payload, uint16_t length, uint8_t crcExtra,
+                           bool logSend, const char* file, int line)
+{
+    xolt_message_head_t frame;
+    const int bytes = build(frame, msgid, destid, payload, length, crcExtra);
+    if (logSend) {
+        KS_LOG_AT(E_LOG_LEVEL_INFO, file, line,
+                  "Send msg to transmit, DestServiceID: " << E_SERVICE_ID_RC_PROCESSOR << ", bytes: " << bytes);
+    }
+    return CClientEntityManager::getInstance()->sendData(E_SERVICE_ID_RC_PROCESSOR, bytes,
+                                                         reinterpret_cast<const char*>(xolt_wire_bytes(&frame)));
+}

@@ -1,0 +1,43 @@
+#ifndef LUMBRIX_XOLT_FRAME_SENDER_H
+#define LUMBRIX_XOLT_FRAME_SENDER_H
+
+#include <cstdint>
+
+#include "XoltProtocol.h"
+
+// Builds and sends the link frames of one handler module. Each App-to-radio
+// handler module keeps one sender as a static of its .cpp; the sender owns
+// that module's 8-bit transmit sequence, so frames of different handlers
+// are numbered independently, each from 0. Every frame carries sourceid 32
+// and goes to the radio side (service id 2). The frame is built on the
+// stack. In a handler module:
+//
+//   static CXoltFrameSender s_frameSender;
+//   ...
+//   const uint8_t payload[3] = {17, 0xAA, 0x55};
+//   s_frameSender.send(182, 35, payload, sizeof(payload), 59);
+class CXoltFrameSender {
+public:
+    static constexpr uint8_t SOURCE_ID_APP = 32;
+
+    CXoltFrameSender() : m_ucTxSeq(0) {}
+
+    // Fills frame with msgid and the length payload bytes and finalises it
+    // with this module's sequence. Returns the length on the wire
+    // (length + 10), starting at xolt_wire_bytes(&frame). The caller
+    // guarantees length <= 512 and the msgid's CRC extra.
+    uint16_t build(xolt_message_head_t& frame, uint8_t msgid, uint8_t destid, const void* payload, uint16_t length,
+                   uint8_t crcExtra);
+
+    // Builds as above and sends the frame to the radio side. When logSend
+    // is set, first logs at info level "Send msg to transmit, DestServiceID:
+    // 2, bytes: " with the frame length, under the caller's file and line.
+    // Returns the send result, 0 or -1.
+    int send(uint8_t msgid, uint8_t destid, const void* payload, uint16_t length, uint8_t crcExtra,
+             bool logSend = true, const char* file = __builtin_FILE(), int line = __builtin_LINE());
+
+private:
+    uint8_t m_ucTxSeq;
+};
+
+#endif
