@@ -1,0 +1,17 @@
+#ifndef LUMBRIX_ENTER_CALIBRATION_H
+#define LUMBRIX_ENTER_CALIBRATION_H
+
+#include "Protobuf2XoltHandleBase.h"
+
+// Asks the RC's controller to enter stick calibration (RC_ENTER_CALIBRATION_MSG)
+// with one RC settings frame. Records the App's sequence and the calibration
+// command last sent in CGlobalStatus, where CXoltMsgPhoneSetHandle finds
+// them when the firmware answers. Owns nothing but its module's frame
+// sequence counter.
+class CEnterCalibration : public CProtobuf2XoltHandleBase {
+    LUMBRIX_PROTOBUF2XOLT_HANDLE(CEnterCalibration)
+public:
+    int32_t handleMsg(quelby::protocol::QuelbyMessage& msg) override;
+};
+
+#endif

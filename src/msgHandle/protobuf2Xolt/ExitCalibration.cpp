@@ -1,0 +1,28 @@
+#include "ExitCalibration.h"
+
+#include "GlobalStatus.h"
+#include "RcCommandDefine.h"
+#include "XoltFrameSender.h"
+#include "XoltMessageDefine.h"
+#include "quelby_protocol.pb.h"
+
+LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CExitCalibration, "Protobuf2Xolt.ExitCalibration",
+                                  quelby::protocol::RC_EXIT_CALIBRATION_MSG, "Init protobuf 2 xolt handle, msg id:")
+
+static CXoltFrameSender s_frameSender;
+
+int32_t CExitCalibration::handleMsg(quelby::protocol::QuelbyMessage& msg)
+{
+    // Only the latest request is answered with its own sequence.
+    CGlobalStatus::ms_iCurExitCalibrationMsgSequence = msg.head_data().message_sequence();
+    const int32_t headType = msg.head_data().head_type();
+    if (headType != quelby::protocol::HEAD_TYPE_REQUEST) {
+        // Same wording as the parameter handlers; the request is sent anyway.
+        KS_LOG_ERROR("Parameter set msg, the head type is not request. head type:" << headType);
+    }
+    CGlobalStatus::ms_iCurRcCalibrationCmd = CGlobalStatus::E_RC_CMD_CALIBRATION_EXIT;
+
+    const uint8_t payload[XOLT_MSG_LEN_RC_SETTINGS] = {RC_CMD_CALIBRATION, RC_SWITCH_FLAG, RC_CALIBRATION_EXIT};
+    s_frameSender.send(XOLT_MSG_ID_RC_SETTINGS, DEV_RC, payload, sizeof(payload), XOLT_MSG_CRC_RC_SETTINGS);
+    return 0;
+}
