@@ -1,0 +1,32 @@
+#include "AirLinkStartMatching.h"
+
+#include <cstdio>
+
+#include "AtCommandDefine.h"
+#include "GlobalStatus.h"
+#include "XoltFrameSender.h"
+#include "XoltMessageDefine.h"
+#include "quelby_protocol.pb.h"
+
+LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CAirLinkStartMatching, "Protobuf2Xolt.AirLinkStartMatching",
+                                  quelby::protocol::AIRLINK_START_MATCHING_MSG, "Init protobuf 2 xolt handle, msg id:")
+
+static CXoltFrameSender s_frameSender;
+
+int32_t CAirLinkStartMatching::handleMsg(quelby::protocol::QuelbyMessage& msg)
+{
+    const quelby::protocol::CommonHead& head = msg.head_data();
+    const uint32_t messageId = static_cast<uint32_t>(head.message_id());
+    printf("开始对频： id： %u\n", messageId);
+    fflush(stdout);
+    KS_LOG_INFO("Start Matching, id： " << messageId);
+    if (head.head_type() != quelby::protocol::HEAD_TYPE_REQUEST) {
+        // Same wording as the parameter handlers; pairing starts anyway.
+        KS_LOG_ERROR("Parameter set msg, the head type is not request. head type:" << head.head_type());
+    }
+    CGlobalStatus::ms_iCurStartMatchingMsgSequence = head.message_sequence();
+
+    const uint8_t payload[XOLT_MSG_LEN_AT_COMMAND] = {REQUEST_PAIR, 0, 0};
+    s_frameSender.send(XOLT_MSG_ID_AT_COMMAND, DEV_RC, payload, sizeof(payload), XOLT_MSG_CRC_AT_COMMAND);
+    return 0;
+}

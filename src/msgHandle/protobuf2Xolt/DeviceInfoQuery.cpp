@@ -1,0 +1,30 @@
+#include "DeviceInfoQuery.h"
+
+#include <cstdio>
+
+#include "GlobalStatus.h"
+#include "XoltFrameSender.h"
+#include "XoltMessageDefine.h"
+#include "quelby_protocol.pb.h"
+
+LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CDeviceInfoQuery, "Protobuf2Xolt.DeviceInfoQuery",
+                                  quelby::protocol::RC_QUERY_DEVICE_INFO_MSG, "Init protobuf to xolt handle, msg id:")
+
+static CXoltFrameSender s_frameSender;
+
+int32_t CDeviceInfoQuery::handleMsg(quelby::protocol::QuelbyMessage& msg)
+{
+    printf("获取遥控器系统信息\n");
+    fflush(stdout);
+    KS_LOG_INFO("Device Info Query");
+    const quelby::protocol::CommonHead& head = msg.head_data();
+    CGlobalStatus::ms_iDeviceInfoQuerySequence = head.message_sequence();
+    if (head.head_type() != quelby::protocol::HEAD_TYPE_REQUEST) {
+        // Same wording as the parameter handlers; the query is sent anyway.
+        KS_LOG_ERROR("Parameter set msg, the head type is not request. head type:" << head.head_type());
+    }
+
+    s_frameSender.send(XOLT_SYSTEM_CMD_GET_VERSIONS, DEV_RC, nullptr, XOLT_MSG_LEN_GET_VERSIONS,
+                       XOLT_MSG_CRC_GET_VERSIONS);
+    return 0;
+}

@@ -1,0 +1,56 @@
+#include "RcSystemTimeMsg.h"
+
+#include <cstdio>
+
+#include "ClientBase.h"
+#include "ClientEntityManager.h"
+#include "GlobalStatus.h"
+#include "XoltByteOrder.h"
+#include "XoltFrameSender.h"
+#include "XoltMessageDefine.h"
+#include "quelby_protocol.pb.h"
+
+LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CRcSystemTimeMsg, "Protobuf2Xolt.RcSystemTimeMsg",
+                                  quelby::protocol::RC_SYSTEM_TIME_MSG, "Init protobuf to xolt handle, msg id:")
+
+static CXoltFrameSender s_frameSender;
+
+int32_t CRcSystemTimeMsg::handleMsg(quelby::protocol::QuelbyMessage& msg)
+{
+    KS_LOG_INFO("RcSystemTime from App");
+    const quelby::protocol::CommonHead& head = msg.head_data();
+    // Queued before anything is checked, so the acknowledgement always finds it.
+    CGlobalStatus::pushSequence(m_ulMsgType, head.message_sequence());
+    if (head.head_type() != quelby::protocol::HEAD_TYPE_REQUEST) {
+        // Same wording as the parameter handlers; the time is sent anyway.
+        KS_LOG_ERROR("Parameter set msg, the head type is not request. head type:" << head.head_type());
+    }
+
+    quelby::protocol::SystemTimeInfo timeInfo;
+    parseBody(msg, timeInfo); // not checked: what did not parse stays 0
+    KS_LOG_INFO("systemTimeInfo.utctimeinterval: " << timeInfo.utctimeinterval()
+                                                   << ",systemTimeInfo.timezone: " << timeInfo.timezone());
+
+    // command 78 | utctimeinterval (8) | timezone (4)
+    uint8_t payload[XOLT_MSG_LEN_NORMAL_MSG];
+    wr_u16le(payload, XOLT_NORMAL_MSG_CMD_RC_SYSTEM_TIME);
+    wr_i64le(payload + 2, timeInfo.utctimeinterval());
+    wr_i32le(payload + 10, timeInfo.timezone());
+
+    xolt_message_head_t frame;
+    const uint16_t bytes = s_frameSender.build(frame, XOLT_MSG_ID_NORMAL_MSG, DEV_RC, payload, sizeof(payload),
+                                               XOLT_MSG_CRC_NORMAL_MSG);
+    // The whole frame goes to standard output, ten bytes to a block.
+    const uint8_t* wire = xolt_wire_bytes(&frame);
+    for (uint16_t i = 0; i < bytes; ++i) {
+        if (i % 10 == 0) {
+            printf("\n");
+        }
+        printf("sz[%d]: %02x\n", i, wire[i]);
+    }
+
+    KS_LOG_INFO("Send msg to transmit, DestServiceID: " << E_SERVICE_ID_RC_PROCESSOR << ", bytes: " << bytes);
+    CClientEntityManager::getInstance()->sendData(E_SERVICE_ID_RC_PROCESSOR, bytes,
+                                                  reinterpret_cast<const char*>(wire));
+    return 0;
+}

@@ -1,0 +1,68 @@
+#include "XoltNormalMsgRsp.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "AppEnvelope.h"
+#include "GlobalStatus.h"
+#include "XoltByteOrder.h"
+#include "XoltMessageDefine.h"
+#include "XoltProtocol.h"
+#include "quelby_protocol.pb.h"
+
+LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CXoltNormalMsgRsp, "Xolt2Protobuf.XoltNormalMsgRsp", XOLT_MSG_ID_NORMAL_MSG)
+
+namespace {
+
+namespace qp = quelby::protocol;
+
+// Acknowledgement record: acknowledged command (u16 little-endian), result
+// byte (0 success, otherwise the error code).
+constexpr size_t ACK_LEN = 3;
+constexpr size_t ACK_MSG_ID_OFFSET = 0;
+constexpr size_t ACK_RESULT_OFFSET = 2;
+
+} // namespace
+
+int32_t CXoltNormalMsgRsp::handleMsg(__xolt_message_head* head)
+{
+    // The null text is the key handler's; kept as the system logs it.
+    if (head == nullptr) {
+        KS_LOG_WARN("rc_key msg, the msg is null.");
+        return 0;
+    }
+    if (head->msgid != m_ulMsgType) {
+        KS_LOG_WARN("Msg id invalid, need " << m_ulMsgType);
+        return 0;
+    }
+
+    // What the frame did not carry reads as 0.
+    uint8_t ack[ACK_LEN] = {};
+    std::memcpy(ack, xolt_payload(head), std::min<size_t>(head->len, sizeof(ack)));
+    const uint16_t ackedId = rd_u16le(ack + ACK_MSG_ID_OFFSET);
+    if (ackedId != XOLT_NORMAL_MSG_CMD_RC_SYSTEM_TIME) {
+        KS_LOG_INFO("key_id " << ackedId << " is not support.");
+        return 0;
+    }
+    const uint8_t result = ack[ACK_RESULT_OFFSET];
+
+    int sequence = 0;
+    if (!CGlobalStatus::popSequence(qp::RC_SYSTEM_TIME_MSG, sequence)) {
+        KS_LOG_INFO("Sequence Map is Empty!");
+    }
+
+    qp::RspMessage rsp;
+    if (result != 0) {
+        rsp.set_status_code(qp::ERROR);
+        rsp.set_result_code(result);
+        KS_LOG_INFO("receive ERROR response, xolt msg id: " << XOLT_NORMAL_MSG_CMD_RC_SYSTEM_TIME << ",error code: "
+                                                            << static_cast<int>(result) << ",seq: " << sequence);
+    } else {
+        rsp.set_status_code(qp::SUCCESS);
+        KS_LOG_INFO("receive SUCCESS response, xolt msg id: " << XOLT_NORMAL_MSG_CMD_RC_SYSTEM_TIME
+                                                              << ",seq:" << sequence);
+    }
+    KS_LOG_INFO("response of RC_SYSTEM_TIME");
+    CAppEnvelope::sendToApp(CAppEnvelope::TOKEN_RC, qp::HEAD_TYPE_RESPONSE, qp::RC_SYSTEM_TIME_MSG, sequence, &rsp);
+    return 0;
+}
