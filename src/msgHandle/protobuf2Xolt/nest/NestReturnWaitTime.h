@@ -1,0 +1,17 @@
+#ifndef LUMBRIX_NEST_RETURN_WAIT_TIME_H
+#define LUMBRIX_NEST_RETURN_WAIT_TIME_H
+
+#include "NestCommandHandle.h"
+
+// App NEST_RETURN_WAIT_TIME_MSG -> nest command frame that carries the return
+// wait time (command 24). Created and owned by the handler manager; the nest's
+// acknowledgement is paired by CXoltNestCommandRsp.
+class CNestReturnWaitTime : public CNestCommandHandle<CNestReturnWaitTime, quelby::protocol::NestWaitTime> {
+    LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestReturnWaitTime)
+
+public:
+    static void logBody(const quelby::protocol::NestWaitTime& body);
+    static uint16_t fillPayload(const quelby::protocol::NestWaitTime& body, uint8_t* payload);
+};
+
+#endif

@@ -1,0 +1,18 @@
+#ifndef LUMBRIX_NEST_TURN_ON_OFF_H
+#define LUMBRIX_NEST_TURN_ON_OFF_H
+
+#include "NestCommandHandle.h"
+
+// App NEST_TURN_ON_OFF_MSG -> nest command frame that switches the drone on or
+// off. Created and owned by the handler manager; the nest's acknowledgement is
+// paired by CXoltNestCommandRsp.
+class CNestTurnOnOff : public CNestCommandHandle<CNestTurnOnOff, quelby::protocol::NestCommand> {
+    LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestTurnOnOff)
+
+public:
+    static void logRequest();
+    static void logBody(const quelby::protocol::NestCommand& body);
+    static uint16_t fillPayload(const quelby::protocol::NestCommand& body, uint8_t* payload);
+};
+
+#endif

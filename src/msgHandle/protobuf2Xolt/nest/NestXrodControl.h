@@ -1,0 +1,17 @@
+#ifndef LUMBRIX_NEST_XROD_CONTROL_H
+#define LUMBRIX_NEST_XROD_CONTROL_H
+
+#include "NestCommandHandle.h"
+
+// App NEST_XROD_CONTROL_MSG -> nest command frame that moves the X (locating)
+// rods. Created and owned by the handler manager; the nest's acknowledgement is
+// paired by CXoltNestCommandRsp.
+class CNestXrodControl : public CNestCommandHandle<CNestXrodControl, quelby::protocol::NestCommand> {
+    LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestXrodControl)
+
+public:
+    static void logRequest();
+    static uint16_t fillPayload(const quelby::protocol::NestCommand& body, uint8_t* payload);
+};
+
+#endif
