@@ -380,9 +380,12 @@ TEST_F(RcSettings, ParameterSetSendsTheLowValueByte)
     EXPECT_TRUE(nextFrame(h, speedFrame));
     EXPECT_TRUE(logged(h, "Info", kSetFile, "set gimbal speed 设置云台速度：16909060"));
     EXPECT_TRUE(logged(h, "Info", kSetFile, "set_data[0]:4,set_data[1]:3,set_data[2]:2,set_data[3]:1"));
-    // So the gateway's own receive side does not accept that frame (the
-    // printed line comes out with the next log line's flush).
+    // So the gateway's own receive side does not accept that frame. The
+    // printed line comes out with the next log line's flush: an unsupported
+    // sub-command on the same socket makes sure one follows it.
     h.sendFrame(speedFrame);
+    h.sendFrame(rcFrame(phoneSet(77, {})));
+    EXPECT_TRUE(logged(h, "Info", kPhoneSetFile, "Parameter type 77 is not support."));
 
     // 300 goes out as 44; refused elements log their reason and the unset
     // target.
