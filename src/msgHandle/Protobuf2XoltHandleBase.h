@@ -41,6 +41,14 @@ protected:
     // parse result; callers that ignore it keep the body's zero defaults.
     static bool parseBody(const quelby::protocol::QuelbyMessage& msg, google::protobuf::MessageLite& body);
 
+    // Whether the envelope is a request. When it is not, logs at error level
+    // "Parameter set msg, the head type is not request. head type:" with the
+    // head type, under the caller's file and line (the wording the parameter
+    // handlers use, shared by every request handler); the handlers carry on
+    // either way.
+    static bool checkRequest(const quelby::protocol::QuelbyMessage& msg, const char* file = __builtin_FILE(),
+                             int line = __builtin_LINE());
+
     uint32_t m_ulMsgType;
 };
 

@@ -1,6 +1,7 @@
 #ifndef LUMBRIX_XOLT2PROTOBUF_HANDLE_BASE_H
 #define LUMBRIX_XOLT2PROTOBUF_HANDLE_BASE_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include "KsLog.h"
@@ -27,6 +28,18 @@ public:
     uint32_t getSupportMsgType() const { return m_ulMsgType; }
 
 protected:
+    // The first checks of every handler: a frame is there and carries this
+    // handler's msgid. Otherwise logs at warning level (nullText for a
+    // missing frame, "Msg id invalid, need <id>" for another msgid) under the
+    // caller's file and line, and returns false.
+    bool acceptFrame(const __xolt_message_head* head, const char* nullText = "rc_key msg, the msg is null.",
+                     const char* file = __builtin_FILE(), int line = __builtin_LINE()) const;
+
+    // Copies the frame's payload into a record of size bytes; bytes the frame
+    // did not carry read as 0, bytes beyond the record are not read. Returns
+    // how many bytes were copied.
+    static size_t copyPayload(const __xolt_message_head* head, void* record, size_t size);
+
     uint32_t m_ulMsgType;
 };
 

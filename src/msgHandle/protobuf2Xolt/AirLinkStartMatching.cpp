@@ -20,10 +20,7 @@ int32_t CAirLinkStartMatching::handleMsg(quelby::protocol::QuelbyMessage& msg)
     printf("开始对频： id： %u\n", messageId);
     fflush(stdout);
     KS_LOG_INFO("Start Matching, id： " << messageId);
-    if (head.head_type() != quelby::protocol::HEAD_TYPE_REQUEST) {
-        // Same wording as the parameter handlers; pairing starts anyway.
-        KS_LOG_ERROR("Parameter set msg, the head type is not request. head type:" << head.head_type());
-    }
+    checkRequest(msg);
     CGlobalStatus::ms_iCurStartMatchingMsgSequence = head.message_sequence();
 
     const uint8_t payload[XOLT_MSG_LEN_AT_COMMAND] = {REQUEST_PAIR, 0, 0};

@@ -19,10 +19,7 @@ int32_t CDeviceInfoQuery::handleMsg(quelby::protocol::QuelbyMessage& msg)
     KS_LOG_INFO("Device Info Query");
     const quelby::protocol::CommonHead& head = msg.head_data();
     CGlobalStatus::ms_iDeviceInfoQuerySequence = head.message_sequence();
-    if (head.head_type() != quelby::protocol::HEAD_TYPE_REQUEST) {
-        // Same wording as the parameter handlers; the query is sent anyway.
-        KS_LOG_ERROR("Parameter set msg, the head type is not request. head type:" << head.head_type());
-    }
+    checkRequest(msg);
 
     s_frameSender.send(XOLT_SYSTEM_CMD_GET_VERSIONS, DEV_RC, nullptr, XOLT_MSG_LEN_GET_VERSIONS,
                        XOLT_MSG_CRC_GET_VERSIONS);

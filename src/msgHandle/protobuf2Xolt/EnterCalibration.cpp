@@ -15,11 +15,7 @@ int32_t CEnterCalibration::handleMsg(quelby::protocol::QuelbyMessage& msg)
 {
     // Only the latest request is answered with its own sequence.
     CGlobalStatus::ms_iCurEnterCalibrationMsgSequence = msg.head_data().message_sequence();
-    const int32_t headType = msg.head_data().head_type();
-    if (headType != quelby::protocol::HEAD_TYPE_REQUEST) {
-        // Same wording as the parameter handlers; the request is sent anyway.
-        KS_LOG_ERROR("Parameter set msg, the head type is not request. head type:" << headType);
-    }
+    checkRequest(msg);
     CGlobalStatus::ms_iCurRcCalibrationCmd = CGlobalStatus::E_RC_CMD_CALIBRATION_ENTER;
 
     const uint8_t payload[XOLT_MSG_LEN_RC_SETTINGS] = {RC_CMD_CALIBRATION, RC_SWITCH_FLAG, RC_CALIBRATION_ENTER};

@@ -21,10 +21,7 @@ int32_t CRcSystemTimeMsg::handleMsg(quelby::protocol::QuelbyMessage& msg)
     const quelby::protocol::CommonHead& head = msg.head_data();
     // Queued before anything is checked, so the acknowledgement always finds it.
     CGlobalStatus::pushSequence(m_ulMsgType, head.message_sequence());
-    if (head.head_type() != quelby::protocol::HEAD_TYPE_REQUEST) {
-        // Same wording as the parameter handlers; the time is sent anyway.
-        KS_LOG_ERROR("Parameter set msg, the head type is not request. head type:" << head.head_type());
-    }
+    checkRequest(msg);
 
     quelby::protocol::SystemTimeInfo timeInfo;
     parseBody(msg, timeInfo); // not checked: what did not parse stays 0

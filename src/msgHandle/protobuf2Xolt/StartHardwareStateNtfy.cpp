@@ -14,11 +14,7 @@ static CXoltFrameSender s_frameSender;
 
 int32_t CStartHardwareStateNtfy::handleMsg(quelby::protocol::QuelbyMessage& msg)
 {
-    const int32_t headType = msg.head_data().head_type();
-    if (headType != quelby::protocol::HEAD_TYPE_REQUEST) {
-        // Same wording as the parameter handlers; the request is served anyway.
-        KS_LOG_ERROR("Parameter set msg, the head type is not request. head type:" << headType);
-    }
+    checkRequest(msg);
     KS_LOG_INFO("start rocker state upload");
 
     // A body that does not parse keeps the value 0.

@@ -43,20 +43,13 @@ constexpr size_t VERSION_FIELD_LEN = 20;
 
 int32_t CXoltDeviceInfoResp::handleMsg(__xolt_message_head* head)
 {
-    // The null text is the key handler's; kept as the system logs it.
-    if (head == nullptr) {
-        KS_LOG_WARN("rc_key msg, the msg is null.");
-        return 0;
-    }
-    if (head->msgid != m_ulMsgType) {
-        KS_LOG_WARN("Msg id invalid, need " << m_ulMsgType);
+    if (!acceptFrame(head)) {
         return 0;
     }
 
     // What the frame did not carry reads as 0.
-    const uint16_t len = std::min<uint16_t>(head->len, XOLT_MAX_PAYLOAD_LEN);
-    DeviceType record = {};
-    std::memcpy(&record, xolt_payload(head), len);
+    DeviceType record;
+    const size_t len = copyPayload(head, &record, sizeof(record));
     KS_LOG_INFO("payload len: " << len << ",trans len:" << static_cast<int>(record.transVersionLength)
                                 << ",mcu len:" << static_cast<int>(record.mcuVersionLength)
                                 << ",rc len:" << static_cast<int>(record.rcVersionLength)

@@ -17,20 +17,13 @@ namespace qp = quelby::protocol;
 
 int32_t CXoltMsgAtCommandRsp::handleMsg(__xolt_message_head* head)
 {
-    // The null and first log texts are the key handler's; kept as the
-    // system logs them.
-    if (head == nullptr) {
-        KS_LOG_WARN("rc_key msg, the msg is null.");
-        return 0;
-    }
-    if (head->msgid != m_ulMsgType) {
-        KS_LOG_WARN("Msg id invalid, need " << m_ulMsgType);
+    if (!acceptFrame(head)) {
         return 0;
     }
 
     // What the frame did not carry reads as 0.
-    uint8_t answer[AT_COMAND_RESP_LEN] = {};
-    std::memcpy(answer, xolt_payload(head), std::min<size_t>(head->len, sizeof(answer)));
+    uint8_t answer[AT_COMAND_RESP_LEN];
+    copyPayload(head, answer, sizeof(answer));
     const uint8_t command = answer[AT_COMAND_RESP_MSG_ID_OFFSET];
     const int8_t progress = static_cast<int8_t>(answer[AT_COMAND_RESP_DATA_OFFSET]);
     KS_LOG_INFO("Remote control rc_key msg to app/main_ctrl. keyID:" << static_cast<int>(command));

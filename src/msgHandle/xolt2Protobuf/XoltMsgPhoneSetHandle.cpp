@@ -248,19 +248,14 @@ int32_t reportCalibrationState(const __xolt_phone_set_t& record)
 
 int32_t CXoltMsgPhoneSetHandle::handleMsg(__xolt_message_head* head)
 {
-    if (head == nullptr) {
-        KS_LOG_WARN("Parameter set rsp msg, the msg is null.");
-        return 0;
-    }
-    if (head->msgid != m_ulMsgType) {
-        KS_LOG_WARN("Msg id invalid, need " << m_ulMsgType);
+    if (!acceptFrame(head, "Parameter set rsp msg, the msg is null.")) {
         return 0;
     }
 
     // The record at fixed offsets; what the frame did not carry reads as 0.
     const uint8_t* payload = xolt_payload(head);
-    __xolt_phone_set_t record = {};
-    std::memcpy(&record, payload, std::min<size_t>(head->len, sizeof(record)));
+    __xolt_phone_set_t record;
+    copyPayload(head, &record, sizeof(record));
     const uint8_t* d = record.set_data;
 
     switch (record.type) {

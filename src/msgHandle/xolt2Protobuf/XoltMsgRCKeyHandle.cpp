@@ -48,18 +48,13 @@ const TKeyMapping* findMapping(uint8_t keyId)
 
 int32_t CXoltMsgRCKeyHandle::handleMsg(__xolt_message_head* head)
 {
-    if (head == nullptr) {
-        KS_LOG_WARN("rc_key msg, the msg is null.");
-        return 0;
-    }
-    if (head->msgid != m_ulMsgType) {
-        KS_LOG_WARN("Msg id invalid, need " << m_ulMsgType);
+    if (!acceptFrame(head)) {
         return 0;
     }
 
     // What the frame did not carry reads as 0.
-    __xolt_rc_key_t key = {};
-    std::memcpy(&key, xolt_payload(head), std::min<size_t>(head->len, sizeof(key)));
+    __xolt_rc_key_t key;
+    copyPayload(head, &key, sizeof(key));
     KS_LOG_INFO("Remote control rc_key msg to app/main_ctrl. keyID:" << static_cast<int>(key.key_id));
     // key_value is logged with the status byte; only the zoom lines show the
     // wheel value.

@@ -26,19 +26,13 @@ constexpr size_t ACK_RESULT_OFFSET = 2;
 
 int32_t CXoltNormalMsgRsp::handleMsg(__xolt_message_head* head)
 {
-    // The null text is the key handler's; kept as the system logs it.
-    if (head == nullptr) {
-        KS_LOG_WARN("rc_key msg, the msg is null.");
-        return 0;
-    }
-    if (head->msgid != m_ulMsgType) {
-        KS_LOG_WARN("Msg id invalid, need " << m_ulMsgType);
+    if (!acceptFrame(head)) {
         return 0;
     }
 
     // What the frame did not carry reads as 0.
-    uint8_t ack[ACK_LEN] = {};
-    std::memcpy(ack, xolt_payload(head), std::min<size_t>(head->len, sizeof(ack)));
+    uint8_t ack[ACK_LEN];
+    copyPayload(head, ack, sizeof(ack));
     const uint16_t ackedId = rd_u16le(ack + ACK_MSG_ID_OFFSET);
     if (ackedId != XOLT_NORMAL_MSG_CMD_RC_SYSTEM_TIME) {
         KS_LOG_INFO("key_id " << ackedId << " is not support.");

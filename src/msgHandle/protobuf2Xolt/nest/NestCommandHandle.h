@@ -34,9 +34,7 @@ public:
         Handler::logRequest();
         const quelby::protocol::CommonHead& head = msg.head_data();
         CGlobalStatus::pushSequence(m_ulMsgType, head.message_sequence());
-        if (head.head_type() != quelby::protocol::HEAD_TYPE_REQUEST) {
-            KS_LOG_ERROR("Parameter set msg, the head type is not request. head type:" << head.head_type());
-        }
+        checkRequest(msg);
 
         Body body;
         parseBody(msg, body); // not checked: what did not parse stays 0

@@ -17,10 +17,7 @@ int32_t CQuickMatchChooseConnect::handleMsg(quelby::protocol::QuelbyMessage& msg
     KS_LOG_INFO("RC_QUICK_MATCH_CHOOSE_CONNECT_MSG request");
     const quelby::protocol::CommonHead& head = msg.head_data();
     CGlobalStatus::pushSequence(m_ulMsgType, head.message_sequence());
-    if (head.head_type() != quelby::protocol::HEAD_TYPE_REQUEST) {
-        // Same wording as the parameter handlers; the choice is sent anyway.
-        KS_LOG_ERROR("Parameter set msg, the head type is not request. head type:" << head.head_type());
-    }
+    checkRequest(msg);
 
     quelby::protocol::ParameterInt32 choice;
     parseBody(msg, choice); // not checked: no body chooses entry 0

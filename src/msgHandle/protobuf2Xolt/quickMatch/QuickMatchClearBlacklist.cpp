@@ -18,10 +18,7 @@ int32_t CQuickMatchClearBlacklist::handleMsg(quelby::protocol::QuelbyMessage& ms
     KS_LOG_INFO("RC_QUICK_MATCH_CHOOSE_CONNECT_MSG request");
     const quelby::protocol::CommonHead& head = msg.head_data();
     CGlobalStatus::pushSequence(m_ulMsgType, head.message_sequence());
-    if (head.head_type() != quelby::protocol::HEAD_TYPE_REQUEST) {
-        // Same wording as the parameter handlers; the request is sent anyway.
-        KS_LOG_ERROR("Parameter set msg, the head type is not request. head type:" << head.head_type());
-    }
+    checkRequest(msg);
 
     const uint8_t payload[XOLT_MSG_LEN_AT_COMMAND] = {AT_COMAND_QUICK_MATCH_CLEAR_BLACKLIST, 0, 0};
     s_frameSender.send(XOLT_MSG_ID_AT_COMMAND, AT_COMAND_QUICK_MATCH_DESTID, payload, sizeof(payload),

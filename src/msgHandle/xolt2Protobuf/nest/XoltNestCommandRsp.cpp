@@ -62,12 +62,7 @@ const TNestAck* findAck(uint8_t command)
 
 int32_t CXoltNestCommandRsp::handleMsg(__xolt_message_head* head)
 {
-    if (head == nullptr) {
-        KS_LOG_WARN("rc_key msg, the msg is null.");
-        return 0;
-    }
-    if (head->msgid != m_ulMsgType) {
-        KS_LOG_WARN("Msg id invalid, need " << m_ulMsgType);
+    if (!acceptFrame(head)) {
         return 0;
     }
     // Payload: command number, then the result (0 success, else the error code).

@@ -264,12 +264,7 @@ int32_t s_iReportSequence = 0;
 
 int32_t CXoltNestReport::handleMsg(__xolt_message_head* head)
 {
-    if (head == nullptr) {
-        KS_LOG_WARN("rc_key msg, the msg is null.");
-        return 0;
-    }
-    if (head->msgid != m_ulMsgType) {
-        KS_LOG_WARN("Msg id invalid, need " << m_ulMsgType);
+    if (!acceptFrame(head)) {
         return 0;
     }
     if (head->len < 1) {
