@@ -5,21 +5,56 @@ BUILD_DIR ?= build
 CONFIG    ?= config/lumbrix.json
 JOBS      ?= $(shell nproc 2>/dev/null || echo 2)
 DEB_PACKAGES := cmake g++ make pkg-config libjsoncpp-dev libprotobuf-dev protobuf-compiler libgtest-dev
+# Only the fuzz targets need clang and its libFuzzer runtime (llvm for the
+# symbolizer that puts names on stacks).
+FUZZ_DEB_PACKAGES := clang libclang-rt-dev llvm
 
-.PHONY: all deps build test run clean
+SANITIZE_BUILD_DIR ?= build-sanitize
+FUZZ_BUILD_DIR     ?= build-fuzz
+FUZZ_SECONDS       ?= 60
+FUZZ_TARGETS       ?=
+SOAK_DATAGRAMS     ?= 1000000
+BENCH_BUILD_DIR    ?= build-bench
+# Extra arguments of the benchmark, e.g. BENCH_ARGS="--rounds 5 --check".
+BENCH_ARGS         ?=
+
+# The controller's processor: a cross build for aarch64 Linux with Debian's
+# cross toolchain and the arm64 (multiarch) builds of the libraries, run on
+# this machine under qemu-user. protoc stays the host's.
+AARCH64_BUILD_DIR        ?= build-aarch64
+AARCH64_STATIC_BUILD_DIR ?= build-aarch64-static
+AARCH64_TOOLCHAIN        := cmake/aarch64-linux-gnu.cmake
+AARCH64_DEB_PACKAGES     := cmake make pkg-config protobuf-compiler g++-aarch64-linux-gnu qemu-user \
+                            libjsoncpp-dev:arm64 libprotobuf-dev:arm64 libgtest-dev:arm64
+
+# Any sanitizer report ends the process that made it with an abort, so a
+# test (or a gateway child of an end-to-end test) that hits one fails.
+SANITIZER_ENV := ASAN_OPTIONS=abort_on_error=1:halt_on_error=1:detect_leaks=1 \
+                 UBSAN_OPTIONS=abort_on_error=1:halt_on_error=1:print_stacktrace=1
+
+.PHONY: all deps deps-fuzz build test test-sanitize fuzz soak bench run clean \
+        deps-aarch64 build-aarch64 test-aarch64
 
 all: build
 
-deps:
+# $(call install_missing,PACKAGES[,APT_INSTALL_OPTIONS])
+define install_missing
 	@missing=""; \
-	for p in $(DEB_PACKAGES); do \
+	for p in $(1); do \
 	  dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q "install ok installed" || missing="$$missing $$p"; \
 	done; \
 	if [ -n "$$missing" ]; then \
 	  echo "installing:$$missing"; \
 	  SUDO=""; [ "$$(id -u)" = 0 ] || SUDO=sudo; \
-	  $$SUDO apt-get update -qq && DEBIAN_FRONTEND=noninteractive $$SUDO apt-get install -y -qq $$missing; \
+	  $$SUDO apt-get update -qq && DEBIAN_FRONTEND=noninteractive $$SUDO apt-get install -y -qq $(2) $$missing; \
 	fi
+endef
+
+deps:
+	$(call install_missing,$(DEB_PACKAGES))
+
+deps-fuzz:
+	$(call install_missing,$(FUZZ_DEB_PACKAGES))
 
 build: deps
 	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo
@@ -28,9 +63,94 @@ build: deps
 test: build
 	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS)
 
+# The whole suite, unit and end-to-end, built with AddressSanitizer and
+# UndefinedBehaviorSanitizer (the end-to-end tests start the sanitized
+# gateway of the same build).
+test-sanitize: deps
+	cmake -S . -B $(SANITIZE_BUILD_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DLUMBRIX_SANITIZE=ON
+	$(SANITIZER_ENV) cmake --build $(SANITIZE_BUILD_DIR) -j $(JOBS)
+	cd $(SANITIZE_BUILD_DIR) && $(SANITIZER_ENV) ctest --output-on-failure -j $(JOBS)
+
+# Every libFuzzer target for FUZZ_SECONDS each (FUZZ_TARGETS=name... for a
+# few); fails on any finding. Built with clang in its own directory.
+fuzz: deps deps-fuzz
+	cmake -S . -B $(FUZZ_BUILD_DIR) -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DLUMBRIX_FUZZ=ON -DLUMBRIX_TESTS=OFF
+	cmake --build $(FUZZ_BUILD_DIR) -j $(JOBS) --target fuzzers
+	fuzz/run-fuzzers.sh $(FUZZ_BUILD_DIR) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
+
+# SOAK_DATAGRAMS hostile and valid datagrams against the real gateway, then
+# a request of every family; not part of make test.
+soak: deps
+	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake --build $(BUILD_DIR) -j $(JOBS) --target lumbrix soak_gateway
+	SOAK_DATAGRAMS=$(SOAK_DATAGRAMS) ./$(BUILD_DIR)/tests/soak_gateway
+
+# The gateway against the reference relay on the two high-rate paths, with
+# the process under test and the load generator pinned to different CPUs
+# (bench/BenchMain.cpp); bounded, one to two minutes. Not part of make test.
+bench: deps
+	cmake -S . -B $(BENCH_BUILD_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake --build $(BENCH_BUILD_DIR) -j $(JOBS) --target lumbrix lumbrix_bench lumbrix_bench_relay
+	./$(BENCH_BUILD_DIR)/bench/lumbrix_bench --gateway ./$(BENCH_BUILD_DIR)/lumbrix \
+	  --relay ./$(BENCH_BUILD_DIR)/bench/lumbrix_bench_relay $(BENCH_ARGS)
+
+# arm64 is added to dpkg's architectures when missing; qemu-user comes
+# without its binfmt registration (the tests call the emulator themselves).
+deps-aarch64:
+	@dpkg --print-foreign-architectures | grep -qx arm64 || { \
+	  echo "adding the arm64 architecture"; \
+	  SUDO=""; [ "$$(id -u)" = 0 ] || SUDO=sudo; \
+	  $$SUDO dpkg --add-architecture arm64; }
+	$(call install_missing,$(AARCH64_DEB_PACKAGES),--no-install-recommends)
+
+# lumbrix and the test binaries for aarch64 in $(AARCH64_BUILD_DIR), and a
+# fully static lumbrix in $(AARCH64_STATIC_BUILD_DIR) with jsoncpp compiled
+# from Debian's source of it (Debian ships no static jsoncpp).
+build-aarch64: deps-aarch64
+	cmake -S . -B $(AARCH64_BUILD_DIR) -DCMAKE_TOOLCHAIN_FILE=$(AARCH64_TOOLCHAIN) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake --build $(AARCH64_BUILD_DIR) -j $(JOBS)
+	cmake/fetch-deb-source.sh libjsoncpp $(AARCH64_STATIC_BUILD_DIR)/jsoncpp-src
+	cmake -S . -B $(AARCH64_STATIC_BUILD_DIR) -DCMAKE_TOOLCHAIN_FILE=$(AARCH64_TOOLCHAIN) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DLUMBRIX_STATIC=ON -DLUMBRIX_TESTS=OFF -DLUMBRIX_JSONCPP_SOURCE_DIR=$(CURDIR)/$(AARCH64_STATIC_BUILD_DIR)/jsoncpp-src
+	cmake --build $(AARCH64_STATIC_BUILD_DIR) -j $(JOBS) --target lumbrix
+
+# The whole suite against the aarch64 binaries under qemu-user (ctest runs
+# each test binary through the emulator, and the end-to-end tests start the
+# aarch64 gateway through it), after a smoke test of the static gateway.
+test-aarch64: build-aarch64
+	tests/gateway-smoke.sh $(AARCH64_STATIC_BUILD_DIR)/lumbrix qemu-aarch64
+	cd $(AARCH64_BUILD_DIR) && ctest --output-on-failure -j $(JOBS)
+
 run: build
 	mkdir -p log
 	./$(BUILD_DIR)/lumbrix $(CONFIG)
 
 clean:
-	rm -rf $(BUILD_DIR)
+	rm -rf $(BUILD_DIR) $(SANITIZE_BUILD_DIR) $(FUZZ_BUILD_DIR) $(BENCH_BUILD_DIR) $(AARCH64_BUILD_DIR) $(AARCH64_STATIC_BUILD_DIR)
+
+# Tools for integrators (tools/): a scripted session of the gateway with the
+# simulated radio side and App, and the check of the Wireshark dissector.
+# Neither is part of make test.
+WIRESHARK_DEB_PACKAGES := tshark
+
+.PHONY: demo deps-wireshark test-dissector
+
+demo: deps
+	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake --build $(BUILD_DIR) -j $(JOBS) --target lumbrix lumbrix-sim
+	tools/demo.sh $(BUILD_DIR)
+
+# wireshark-common asks whether users other than root may capture; answer
+# no beforehand so that the install asks nothing.
+deps-wireshark:
+	@if ! dpkg-query -W -f='$${Status}' tshark 2>/dev/null | grep -q "install ok installed"; then \
+	  SUDO=""; [ "$$(id -u)" = 0 ] || SUDO=sudo; \
+	  echo "wireshark-common wireshark-common/install-setuid boolean false" | $$SUDO debconf-set-selections; \
+	fi
+	$(call install_missing,$(WIRESHARK_DEB_PACKAGES),--no-install-recommends)
+
+test-dissector: deps deps-wireshark
+	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake --build $(BUILD_DIR) -j $(JOBS) --target lumbrix lumbrix-sim
+	tools/wireshark/test-dissector.sh $(BUILD_DIR)

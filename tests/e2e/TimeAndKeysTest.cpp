@@ -7,6 +7,8 @@
 // closed with 128 and 183.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <chrono>
 #include <cstdio>
 
@@ -251,6 +253,10 @@ TEST(RcKeys, EveryMappedKeyBecomesOneButtonEvent)
     }
     EXPECT_TRUE(h.waitForOutput("ZOOM IN value:200")) << h.output();
     EXPECT_TRUE(h.waitForOutput("ZOOM OUT value:200")) << h.output();
+    // The size line follows the send, so the last one may still be on its way.
+    for (int i = 0; i < 300 && countOccurrences(h.output(), "send msg to app, msg size is ") < 7; ++i) {
+        usleep(10000);
+    }
     EXPECT_EQ(7u, countOccurrences(h.output(), "send msg to app, msg size is "));
 }
 

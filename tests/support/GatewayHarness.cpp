@@ -1,5 +1,7 @@
 #include "GatewayHarness.h"
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <cstdio>
 #include <sstream>
@@ -27,6 +29,19 @@ std::string GatewayHarness::configJson(const std::string& level) const
          << "/no-card/images/\", \"logTransmitUrl\": \"" << dir.path() << "/\", \"totalSize\": 4194304, \"minFileCnt\": 5}\n"
          << "}\n";
     return json.str();
+}
+
+GatewayHarness::~GatewayHarness()
+{
+    if (!process || process->signalled()) {
+        return;
+    }
+    const int status = process->waitExit(0);
+    if (status != -1) {
+        const std::string out = output();
+        ADD_FAILURE() << "the gateway ended during the test (" << describeExit(status) << "); its last output:\n"
+                      << out.substr(out.size() > 8000 ? out.size() - 8000 : 0);
+    }
 }
 
 bool GatewayHarness::start(const std::string& level, const std::vector<std::string>& extraArgs)

@@ -12,10 +12,14 @@
 // A running gateway on loopback with a stand-in radio side and App: the
 // configuration points the "transmit" client at radio and the "app" client
 // at app, the two services listen on free ports, and the log goes to a
-// temporary directory.
+// temporary directory. A gateway that ends during the test without having
+// been sent a signal (a crash, a sanitizer abort) fails the test.
 class GatewayHarness {
 public:
     GatewayHarness() = default;
+    ~GatewayHarness();
+    GatewayHarness(const GatewayHarness&) = delete;
+    GatewayHarness& operator=(const GatewayHarness&) = delete;
 
     // The configuration text for the given log level ("Error" ... "Debug").
     std::string configJson(const std::string& level) const;

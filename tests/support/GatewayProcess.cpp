@@ -1,9 +1,14 @@
 #include "GatewayProcess.h"
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
+#include <sstream>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -14,6 +19,25 @@ GatewayProcess::GatewayProcess(const std::vector<std::string>& args, const std::
                                const std::string& workDir)
     : m_outputPath(outputPath)
 {
+    // LUMBRIX_EXEC_WRAPPER, when set, is a command (words separated by blanks)
+    // that the gateway is started through, e.g. "qemu-aarch64" to run a
+    // cross-built gateway on the build machine. The child's pid is then the
+    // wrapper's, which passes signals on to the gateway.
+    std::vector<std::string> command;
+    if (const char* wrapper = getenv("LUMBRIX_EXEC_WRAPPER")) {
+        std::istringstream words(wrapper);
+        for (std::string word; words >> word;) {
+            command.push_back(word);
+        }
+    }
+    command.push_back(LUMBRIX_BINARY);
+    command.insert(command.end(), args.begin(), args.end());
+    std::vector<char*> argv;
+    for (std::string& word : command) {
+        argv.push_back(word.data());
+    }
+    argv.push_back(nullptr);
+
     m_pid = fork();
     if (m_pid == 0) {
         int fd = open(outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -25,15 +49,7 @@ GatewayProcess::GatewayProcess(const std::vector<std::string>& args, const std::
         if (!workDir.empty() && chdir(workDir.c_str()) != 0) {
             _exit(127);
         }
-        std::vector<char*> argv;
-        std::string program = LUMBRIX_BINARY;
-        argv.push_back(program.data());
-        std::vector<std::string> copy = args;
-        for (std::string& a : copy) {
-            argv.push_back(a.data());
-        }
-        argv.push_back(nullptr);
-        execv(program.c_str(), argv.data());
+        execvp(argv[0], argv.data());
         _exit(127);
     }
 }
@@ -43,6 +59,10 @@ GatewayProcess::~GatewayProcess()
     if (m_pid > 0 && !m_exited) {
         kill(m_pid, SIGKILL);
         waitExit(5000);
+    }
+    const std::string report = sanitizerReport(output());
+    if (!report.empty()) {
+        ADD_FAILURE() << "the gateway reported an error of its own:\n" << report.substr(0, 8000);
     }
 }
 
@@ -78,6 +98,7 @@ bool GatewayProcess::running()
 void GatewayProcess::signal(int sig)
 {
     if (m_pid > 0 && !m_exited) {
+        m_signalled = true;
         kill(m_pid, sig);
     }
 }
@@ -104,6 +125,31 @@ bool waitForFileText(const std::string& path, const std::string& text, int timeo
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
+}
+
+std::string describeExit(int status)
+{
+    if (WIFEXITED(status)) {
+        return "exit code " + std::to_string(WEXITSTATUS(status));
+    }
+    if (WIFSIGNALED(status)) {
+        return "signal " + std::to_string(WTERMSIG(status));
+    }
+    return "status " + std::to_string(status);
+}
+
+std::string sanitizerReport(const std::string& output)
+{
+    size_t first = std::string::npos;
+    for (const char* marker : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:",
+                               "AddressSanitizer:DEADLYSIGNAL", "WARNING: ThreadSanitizer"}) {
+        first = std::min(first, output.find(marker));
+    }
+    if (first == std::string::npos) {
+        return std::string();
+    }
+    const size_t lineStart = output.rfind('\n', first);
+    return output.substr(lineStart == std::string::npos ? 0 : lineStart + 1);
 }
 
 size_t countOccurrences(const std::string& s, const std::string& text)

@@ -19,8 +19,7 @@
 #include "EventLoop.h"
 #include "IpcDriverManager.h"
 #include "IpcHandleBase.h"
-#include "KsLog.h"
-#include "TempDir.h"
+#include "TestLog.h"
 
 using testing::HasSubstr;
 using testing::Not;
@@ -34,12 +33,12 @@ const auto kQuiet = std::chrono::milliseconds(150);
 // writes to the other end.
 class CPairHandle : public CIpcHandleBase {
 public:
-    explicit CPairHandle(const std::string& name, int ipcType = E_IPC_TYPE_SHM)
+    explicit CPairHandle(const std::string& name)
     {
         socketpair(AF_UNIX, SOCK_DGRAM, 0, m_fds);
         setName(name);
         setHandle(m_fds[0]);
-        setIpcType(ipcType);
+        setIpcType(E_IPC_TYPE_SHM);
     }
     ~CPairHandle() override
     {
@@ -82,7 +81,7 @@ public:
         }
         std::lock_guard<std::mutex> lock(m_mutex);
         m_loopThread = pthread_self();
-        m_vecEvents.push_back(eventType);
+        m_iLastEvent = eventType;
         ++m_mapCount[handle];
         m_cond.notify_all();
         return 0;
@@ -100,109 +99,47 @@ public:
         return m_cond.wait_for(lock, kDeadline, [&] { return m_mapCount[handle] >= atLeast; });
     }
 
-    int lastEvent()
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_vecEvents.empty() ? -1 : m_vecEvents.back();
-    }
-
     // Handles of earlier tests may have lived at the same addresses.
     void reset()
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        m_vecEvents.clear();
         m_mapCount.clear();
     }
 
-    pthread_t loopThread()
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_loopThread;
-    }
-
-private:
-    int m_iType;
     std::mutex m_mutex;
     std::condition_variable m_cond;
-    std::vector<int> m_vecEvents;
+    int m_iType;
+    int m_iLastEvent = -1;
     std::map<CIpcHandleBase*, int> m_mapCount;
     pthread_t m_loopThread{};
 };
 
-// The log goes to a file of a temporary directory and, as always, to
-// standard output, where the tests read it.
-void logToTempDir()
-{
-    static TempDir dir;
-    CKsLog::CLogConfig config;
-    config.m_strLogFilePath = dir.file("event-loop.log");
-    config.m_iLogLevel = E_LOG_LEVEL_DEBUG;
-    CKsLog::getInstance()->addLogConfig(&config);
-    CKsLog::getInstance()->reInit();
-}
+// The drivers are process-wide, like the manager, and so is the loop most
+// tests share: set up once per binary.
+std::shared_ptr<CRecordingDriver> g_spShmDriver = std::make_shared<CRecordingDriver>(E_IPC_TYPE_SHM);
+std::shared_ptr<CRecordingDriver> g_spTcpDriver = std::make_shared<CRecordingDriver>(E_IPC_TYPE_TCP);
 
-// The drivers are process-wide, like the manager: set up once per binary.
-std::shared_ptr<CRecordingDriver> g_spShmDriver;
-std::shared_ptr<CRecordingDriver> g_spTcpDriver;
-
-void initOnce()
-{
-    static bool done = [] {
-        logToTempDir();
-        g_spShmDriver = std::make_shared<CRecordingDriver>(E_IPC_TYPE_SHM);
-        g_spTcpDriver = std::make_shared<CRecordingDriver>(E_IPC_TYPE_TCP);
-        SPIpcDriverBase shm = g_spShmDriver;
-        SPIpcDriverBase tcp = g_spTcpDriver;
-        CIpcDriverManager::getInstance()->registerDriver(shm);
-        CIpcDriverManager::getInstance()->registerDriver(tcp);
-        return true;
-    }();
-    (void)done;
-}
-
-// The loop most tests share; it runs until the process ends.
-CEventLoop& sharedLoop()
-{
-    initOnce();
-    static CEventLoop* loop = [] {
-        CEventLoop* created = new CEventLoop();
-        created->start();
-        return created;
-    }();
-    return *loop;
-}
-
-class DriverManagerTest : public testing::Test {
+class EventLoopTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        initOnce();
+        static TempDir dir;
+        static CEventLoop* loop = [] {
+            useTestLog(dir);
+            SPIpcDriverBase shm = g_spShmDriver;
+            SPIpcDriverBase tcp = g_spTcpDriver;
+            CIpcDriverManager::getInstance()->registerDriver(shm);
+            CIpcDriverManager::getInstance()->registerDriver(tcp);
+            CEventLoop* created = new CEventLoop();
+            created->start();
+            return created;
+        }();
+        m_pLoop = loop;
         g_spShmDriver->reset();
         g_spTcpDriver->reset();
     }
-};
-
-class EventLoopTest : public DriverManagerTest {
-protected:
-    void SetUp() override
-    {
-        DriverManagerTest::SetUp();
-        m_pLoop = &sharedLoop();
-    }
     CEventLoop* m_pLoop = nullptr;
 };
-
-TEST_F(EventLoopTest, ReadableSocketReachesTheDriverOfItsTypeAsAMessage)
-{
-    CPairHandle handle("plain");
-    ASSERT_EQ(m_pLoop->registerHandle(&handle), 0);
-    handle.poke();
-    ASSERT_TRUE(g_spShmDriver->waitForCount(&handle, 1));
-    EXPECT_EQ(g_spShmDriver->lastEvent(), E_EVENT_TYPE_MESSAGE);
-    std::this_thread::sleep_for(kQuiet);
-    EXPECT_EQ(g_spShmDriver->count(&handle), 1);
-    EXPECT_EQ(m_pLoop->unRegisterHandle(handle.getHandle()), 0);
-}
 
 TEST_F(EventLoopTest, SocketLeftUnreadIsReportedAgain)
 {
@@ -216,7 +153,7 @@ TEST_F(EventLoopTest, SocketLeftUnreadIsReportedAgain)
     EXPECT_EQ(m_pLoop->unRegisterHandle(handle.getHandle()), 0);
 }
 
-TEST_F(EventLoopTest, MoreReadySocketsThanOneWaitTakesAreAllServed)
+TEST_F(EventLoopTest, MoreReadySocketsThanOneWaitTakesAreAllServedOnceAsMessages)
 {
     // Hold the loop thread while 150 sockets become readable at once.
     std::promise<void> release;
@@ -242,49 +179,29 @@ TEST_F(EventLoopTest, MoreReadySocketsThanOneWaitTakesAreAllServed)
         m_pLoop->unRegisterHandle(handle->getHandle());
     }
     m_pLoop->unRegisterHandle(gate.getHandle());
+    EXPECT_EQ(g_spShmDriver->m_iLastEvent, E_EVENT_TYPE_MESSAGE);
 }
 
-TEST_F(EventLoopTest, RegisteringOneDescriptorTwiceFailsTheSecondTime)
+TEST_F(EventLoopTest, RegisterAndUnregisterTwiceFailTheSecondTime)
 {
     CPairHandle handle("twice");
     const std::string fd = std::to_string(handle.getHandle());
-    testing::internal::CaptureStdout();
-    const int first = m_pLoop->registerHandle(&handle);
-    const int second = m_pLoop->registerHandle(&handle);
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(first, 0);
-    EXPECT_EQ(second, -1);
+    const std::string out = captureStdout([&] {
+        EXPECT_EQ(m_pLoop->registerHandle(&handle), 0);
+        EXPECT_EQ(m_pLoop->registerHandle(&handle), -1);
+        EXPECT_EQ(m_pLoop->unRegisterHandle(handle.getHandle()), 0);
+        EXPECT_EQ(m_pLoop->unRegisterHandle(handle.getHandle()), -1);
+    });
     EXPECT_THAT(out, HasSubstr("EventLoop.cpp:"));
     EXPECT_THAT(out, HasSubstr("Add an epoll event success, name:twice, handle:" + fd));
     EXPECT_THAT(out, HasSubstr("Fail to add an epoll event, error:17, name:twice, handle:" + fd));
-    EXPECT_EQ(m_pLoop->unRegisterHandle(handle.getHandle()), 0);
-}
-
-TEST_F(EventLoopTest, UnregisteredSocketIsNoLongerServed)
-{
-    CPairHandle handle("gone");
-    const std::string fd = std::to_string(handle.getHandle());
-    ASSERT_EQ(m_pLoop->registerHandle(&handle), 0);
-    testing::internal::CaptureStdout();
-    const int first = m_pLoop->unRegisterHandle(handle.getHandle());
-    const int second = m_pLoop->unRegisterHandle(handle.getHandle());
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(first, 0);
-    EXPECT_EQ(second, -1);
     EXPECT_THAT(out, HasSubstr("Del an epoll event success, handle:" + fd));
     EXPECT_THAT(out, HasSubstr("Fail to del an epoll event, error:2, handle:" + fd));
 
+    // Unregistered: no longer served.
     handle.poke();
     std::this_thread::sleep_for(kQuiet);
     EXPECT_EQ(g_spShmDriver->count(&handle), 0);
-}
-
-TEST_F(EventLoopTest, SecondStartDoesNothing)
-{
-    testing::internal::CaptureStdout();
-    m_pLoop->start();
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_THAT(out, Not(HasSubstr("Start event loop success.")));
 }
 
 std::atomic<int> g_iSignals{0};
@@ -300,25 +217,26 @@ TEST_F(EventLoopTest, InterruptedWaitIsSilentAndTheLoopGoesOn)
     ASSERT_EQ(m_pLoop->registerHandle(&handle), 0);
     handle.poke();
     ASSERT_TRUE(g_spShmDriver->waitForCount(&handle, 1));
-    const pthread_t loopThread = g_spShmDriver->loopThread();
 
+    g_iSignals = 0;
     struct sigaction action = {};
     struct sigaction previous = {};
     action.sa_handler = &countSignal;
     sigemptyset(&action.sa_mask);
     ASSERT_EQ(sigaction(SIGUSR1, &action, &previous), 0);
 
-    testing::internal::CaptureStdout();
-    // Let the loop thread go back into its wait first.
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    pthread_kill(loopThread, SIGUSR1);
-    const auto end = std::chrono::steady_clock::now() + kDeadline;
-    while (g_iSignals == 0 && std::chrono::steady_clock::now() < end) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    handle.poke();
-    const bool served = g_spShmDriver->waitForCount(&handle, 2);
-    const std::string out = testing::internal::GetCapturedStdout();
+    bool served = false;
+    const std::string out = captureStdout([&] {
+        // Let the loop thread go back into its wait first.
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        pthread_kill(g_spShmDriver->m_loopThread, SIGUSR1);
+        const auto end = std::chrono::steady_clock::now() + kDeadline;
+        while (g_iSignals == 0 && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        handle.poke();
+        served = g_spShmDriver->waitForCount(&handle, 2);
+    });
     sigaction(SIGUSR1, &previous, nullptr);
 
     EXPECT_EQ(g_iSignals, 1);
@@ -334,54 +252,51 @@ TEST_F(EventLoopTest, StopTakesEffectOnlyAfterTheNextWakeUp)
     static CEventLoop* loop = new CEventLoop();
     CPairHandle handle("stopping");
 
-    testing::internal::CaptureStdout();
-    loop->start();
-    ASSERT_EQ(loop->registerHandle(&handle), 0);
-    loop->stop();
-    std::this_thread::sleep_for(kQuiet);
-    std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_THAT(out, HasSubstr("Start event loop success."));
+    std::string out = captureStdout([&] {
+        loop->start();
+        loop->start();
+        ASSERT_EQ(loop->registerHandle(&handle), 0);
+        loop->stop();
+        std::this_thread::sleep_for(kQuiet);
+    });
+    // A second start does nothing.
+    EXPECT_EQ(out.find("Start event loop success."), out.rfind("Start event loop success.")) << out;
     EXPECT_THAT(out, HasSubstr("Event loop thread is started"));
     EXPECT_THAT(out, Not(HasSubstr("Event loop thread is stopped")));
 
     // The wake-up is still served, then the thread leaves.
-    testing::internal::CaptureStdout();
-    handle.poke();
-    const bool served = g_spShmDriver->waitForCount(&handle, 1);
-    std::this_thread::sleep_for(kQuiet);
-    handle.poke();
-    std::this_thread::sleep_for(kQuiet);
-    out = testing::internal::GetCapturedStdout();
+    bool served = false;
+    out = captureStdout([&] {
+        handle.poke();
+        served = g_spShmDriver->waitForCount(&handle, 1);
+        std::this_thread::sleep_for(kQuiet);
+        handle.poke();
+        std::this_thread::sleep_for(kQuiet);
+    });
     EXPECT_TRUE(served);
     EXPECT_EQ(g_spShmDriver->count(&handle), 1);
     EXPECT_THAT(out, HasSubstr("Event loop thread is stopped"));
     loop->unRegisterHandle(handle.getHandle());
 }
 
-TEST_F(DriverManagerTest, PicksTheDriverByIpcTypeAndTheEventByListeningOrNot)
+TEST_F(EventLoopTest, DriverManagerPicksTheDriverByIpcTypeAndTheEventByListeningOrNot)
 {
     CIpcDriverManager* manager = CIpcDriverManager::getInstance();
-    CIpcHandleBase listening;
-    listening.setIpcType(E_IPC_TYPE_TCP);
-    CIpcHandleBase connected;
-    connected.setIpcType(E_IPC_TYPE_TCP_Client);
+    CIpcHandleBase handle;
+    const struct {
+        int m_iIpcType;
+        int m_iEvent;
+    } cases[] = {{E_IPC_TYPE_TCP, E_EVENT_TYPE_CONNECTION}, {E_IPC_TYPE_TCP_Client, E_EVENT_TYPE_MESSAGE}};
+    for (const auto& c : cases) {
+        handle.setIpcType(c.m_iIpcType);
+        EXPECT_EQ(manager->handleEvent(&handle), 0);
+        EXPECT_EQ(g_spTcpDriver->m_iLastEvent, c.m_iEvent) << c.m_iIpcType;
+    }
+    EXPECT_EQ(g_spTcpDriver->count(&handle), 2);
 
-    EXPECT_EQ(manager->handleEvent(&listening), 0);
-    EXPECT_EQ(g_spTcpDriver->lastEvent(), E_EVENT_TYPE_CONNECTION);
-    EXPECT_EQ(manager->handleEvent(&connected), 0);
-    EXPECT_EQ(g_spTcpDriver->lastEvent(), E_EVENT_TYPE_MESSAGE);
-    EXPECT_EQ(g_spTcpDriver->count(&listening), 1);
-    EXPECT_EQ(g_spTcpDriver->count(&connected), 1);
-}
-
-TEST_F(DriverManagerTest, TypeWithoutADriverIsReportedOnStandardOutput)
-{
-    CIpcHandleBase client;
-    client.setIpcType(E_IPC_TYPE_UDP_Client);
-    testing::internal::CaptureStdout();
-    const int result = CIpcDriverManager::getInstance()->handleEvent(&client);
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(result, -1);
+    // A type without a driver is reported on standard output.
+    handle.setIpcType(E_IPC_TYPE_UDP_Client);
+    const std::string out = captureStdout([&] { EXPECT_EQ(manager->handleEvent(&handle), -1); });
     EXPECT_EQ(out, "handle a msg failed, ipc type:5\n");
 }
 

@@ -211,3 +211,13 @@ TEST(JsonParser, MissingFileIsMinusTwoBadFileMinusOne)
     EXPECT_TRUE(root.isArray());
     EXPECT_FALSE(root.isKeyExist("log"));
 }
+
+TEST(JsonParser, TooDeepADocumentFailsToLoad)
+{
+    // The reader gives up past 1000 levels; the load fails and the process
+    // goes on.
+    CJsonNode root;
+    EXPECT_EQ(-1, CJsonParser::loadFromStr(std::string(1001, '[') + std::string(1001, ']'), root));
+    EXPECT_EQ(0, CJsonParser::loadFromStr(std::string(900, '[') + std::string(900, ']'), root));
+    EXPECT_TRUE(root.isArray());
+}

@@ -12,28 +12,21 @@
 #include "KsTime.h"
 #include "TempDir.h"
 
-TEST(FileUtil, TypeTestsTellFilesFromDirectories)
-{
-    TempDir dir;
-    std::string file = dir.file("a.txt");
-    writeFile(file, "hello");
-
-    EXPECT_TRUE(CFileUtil::isFileExist(file.c_str()));
-    EXPECT_FALSE(CFileUtil::isDirExist(file.c_str()));
-    EXPECT_TRUE(CFileUtil::isDirExist(dir.path().c_str()));
-    EXPECT_FALSE(CFileUtil::isFileExist(dir.path().c_str()));
-
-    std::string missing = dir.file("missing");
-    EXPECT_FALSE(CFileUtil::isFileExist(missing.c_str()));
-    EXPECT_FALSE(CFileUtil::isDirExist(missing.c_str()));
-    EXPECT_FALSE(CFileUtil::isFileExist(nullptr));
-    EXPECT_FALSE(CFileUtil::isDirExist(nullptr));
-}
-
-TEST(FileUtil, SizeIsMinusOneWhenUnknown)
+TEST(FileUtil, TypeTestsAndSizeTellFilesDirectoriesAndMissingPaths)
 {
     TempDir dir;
     writeFile(dir.file("five"), "12345");
+    const struct {
+        std::string m_strPath;
+        bool m_bFile;
+        bool m_bDir;
+    } cases[] = {{dir.file("five"), true, false}, {dir.path(), false, true}, {dir.file("missing"), false, false}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.m_bFile, CFileUtil::isFileExist(c.m_strPath.c_str())) << c.m_strPath;
+        EXPECT_EQ(c.m_bDir, CFileUtil::isDirExist(c.m_strPath.c_str())) << c.m_strPath;
+    }
+    EXPECT_FALSE(CFileUtil::isFileExist(nullptr));
+    EXPECT_FALSE(CFileUtil::isDirExist(nullptr));
     EXPECT_EQ(5, CFileUtil::getFileSize(dir.file("five").c_str()));
     EXPECT_EQ(-1, CFileUtil::getFileSize(dir.file("missing").c_str()));
     EXPECT_EQ(-1, CFileUtil::getFileSize(nullptr));
@@ -72,11 +65,6 @@ TEST(FileUtil, FileListHonoursRecursionAndPrefix)
     EXPECT_EQ(std::vector<std::string>({"a.txt"}), list);
 
     list.clear();
-    EXPECT_EQ(0, CFileUtil::getFileList(dir.path().c_str(), list, true));
-    std::sort(list.begin(), list.end());
-    EXPECT_EQ(std::vector<std::string>({"a.txt", "sub/b.txt", "sub/deeper/c.txt"}), list);
-
-    list.clear();
     EXPECT_EQ(0, CFileUtil::getFileList(dir.path().c_str(), list, true, "p"));
     std::sort(list.begin(), list.end());
     EXPECT_EQ(std::vector<std::string>({"p/a.txt", "p/sub/b.txt", "p/sub/deeper/c.txt"}), list);
@@ -90,7 +78,7 @@ TEST(FileUtil, FileListHonoursRecursionAndPrefix)
 TEST(KsTime, TimeTextHasUnpaddedMilliseconds)
 {
     const char* oldTz = std::getenv("TZ");
-    std::string saved = oldTz ? oldTz : "";
+    const std::string saved = oldTz ? oldTz : "";
     setenv("TZ", "UTC", 1);
     tzset();
 
@@ -98,42 +86,32 @@ TEST(KsTime, TimeTextHasUnpaddedMilliseconds)
     struct timeval tv = {1704196800, 7000};  // 2024-01-02 12:00:00.007 UTC
     CKsTime::getTimeStr(tv, text);
     EXPECT_STREQ("2024-01-02 12:00:00.7", text);
-
     tv = {1704196800 + 3599, 999999};
     CKsTime::getTimeStr(tv, text);
     EXPECT_STREQ("2024-01-02 12:59:59.999", text);
 
-    if (oldTz) {
-        setenv("TZ", saved.c_str(), 1);
-    } else {
-        unsetenv("TZ");
-    }
+    oldTz ? setenv("TZ", saved.c_str(), 1) : unsetenv("TZ");
     tzset();
 }
 
-TEST(KsTime, TimeStampIsMillisecondsSinceEpoch)
+TEST(KsTime, TimeStampIsMillisecondsSinceEpochAndSleepBelowOneMillisecondReturnsAtOnce)
 {
     uint64_t before = static_cast<uint64_t>(time(nullptr)) * 1000;
     uint64_t stamp = CKsTime::getCurTimeStamp();
-    uint64_t after = static_cast<uint64_t>(time(nullptr) + 1) * 1000;
     EXPECT_GE(stamp, before);
-    EXPECT_LT(stamp, after);
-}
+    EXPECT_LT(stamp, static_cast<uint64_t>(time(nullptr) + 1) * 1000);
 
-TEST(KsTime, SleepReturnsAtOnceBelowOneMillisecond)
-{
     using Clock = std::chrono::steady_clock;
     auto start = Clock::now();
     CKsTime::sleep(0);
     CKsTime::sleep(-5);
     EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(5));
-
     start = Clock::now();
     CKsTime::sleep(20);
     EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(20));
 }
 
-TEST(KsIDNameMap, TerminatorGivesDefaultId)
+TEST(KsIDNameMap, TerminatorGivesDefaultIdAndLaterPairsWin)
 {
     const CKsIDNameMap::TIDNamePair table[] = {{"one", 1}, {"two", 2}, {nullptr, 2}};
     CKsIDNameMap map(table);
@@ -141,24 +119,12 @@ TEST(KsIDNameMap, TerminatorGivesDefaultId)
     EXPECT_EQ(2, map.id("unknown"));
     EXPECT_EQ("two", map.name(2));
     EXPECT_EQ("", map.name(7));
+    map.addIDNamePair(2, "second");
+    EXPECT_EQ("second", map.name(2));
+    EXPECT_EQ(2, map.id("two"));
 
     CKsIDNameMap plain;
     EXPECT_EQ(-1, plain.id("unknown"));
     CKsIDNameMap fromNull(nullptr);
     EXPECT_EQ(-1, fromNull.id("one"));
-    EXPECT_EQ("", fromNull.name(1));
-}
-
-TEST(KsIDNameMap, LaterPairForSameIdWinsTheName)
-{
-    CKsIDNameMap map;
-    map.addIDNamePair(5, "first");
-    map.addIDNamePair(5, "second");
-    EXPECT_EQ("second", map.name(5));
-    EXPECT_EQ(5, map.id("first"));
-    EXPECT_EQ(5, map.id("second"));
-
-    map.addIDNamePair(6, "second");
-    EXPECT_EQ(6, map.id("second"));
-    EXPECT_EQ("second", map.name(6));
 }

@@ -1,5 +1,6 @@
 #include "JsonParser.h"
 
+#include <exception>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -9,12 +10,20 @@
 namespace {
 
 // Parses the whole stream with the classic reader, comments collected; the
-// document goes to root only when it parses.
+// document goes to root only when it parses. The reader throws instead of
+// failing on a document nested more than 1000 levels deep; that is caught
+// here, at the library's edge, and is a parse failure like any other.
 int parseInto(std::istream& in, CJsonNode& root)
 {
     auto value = std::make_unique<Json::Value>();
     Json::Reader reader;
-    if (!reader.parse(in, *value, true)) {
+    bool parsed = false;
+    try {
+        parsed = reader.parse(in, *value, true);
+    } catch (const std::exception&) {
+        parsed = false;
+    }
+    if (!parsed) {
         return -1;
     }
     root.setJsonValue(value.release(), true);

@@ -2,8 +2,11 @@
 
 #include <pthread.h>
 
+#include <sys/time.h>
+
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 #include "FileUtil.h"
 #include "KsTime.h"
@@ -41,7 +44,128 @@ std::string numbered(const std::string& base, int number)
     return base + std::to_string(number);
 }
 
+// The time text of a line, as CKsTime::getTimeStr writes it. Everything up
+// to the milliseconds changes once a second, so each thread formats it only
+// when the second has changed and appends the milliseconds to it.
+void lineTime(char* out)
+{
+    static thread_local time_t s_second = -1;
+    static thread_local char s_prefix[64];
+    static thread_local size_t s_prefixLen = 0;
+
+    struct timeval tv;
+    gettimeofday(&tv, nullptr);
+    if (tv.tv_sec != s_second) {
+        struct timeval whole = tv;
+        whole.tv_usec = 0;
+        CKsTime::getTimeStr(whole, s_prefix); // "...:ss.0"
+        s_prefixLen = strlen(s_prefix) - 1;
+        s_second = tv.tv_sec;
+    }
+    memcpy(out, s_prefix, s_prefixLen);
+    char* p = out + s_prefixLen;
+    const int ms = static_cast<int>(tv.tv_usec / 1000); // unpadded, as "%d"
+    if (ms >= 100) {
+        *p++ = static_cast<char>('0' + ms / 100);
+    }
+    if (ms >= 10) {
+        *p++ = static_cast<char>('0' + ms / 10 % 10);
+    }
+    *p++ = static_cast<char>('0' + ms % 10);
+    *p = '\0';
+}
+
+// Set when the thread's own line buffer has been destroyed at thread exit;
+// a plain flag, so it can still be read then.
+thread_local bool t_bLineBufferGone = false;
+
 }  // namespace
+
+// A stream buffer that appends to a string kept from line to line, with the
+// stream that writes into it.
+class CKsLog::CLineText::CBuffer : public std::streambuf {
+public:
+    explicit CBuffer(bool threadBuffer) : m_stream(this), m_bThreadBuffer(threadBuffer) {}
+    ~CBuffer() override
+    {
+        if (m_bThreadBuffer) {
+            t_bLineBufferGone = true;
+        }
+    }
+
+    // Starts a new line: empty text, and none of a previous message's
+    // format settings.
+    std::ostream& begin()
+    {
+        m_strText.clear();
+        m_stream.clear();
+        m_stream.flags(std::ios_base::dec | std::ios_base::skipws);
+        m_stream.width(0);
+        m_stream.precision(6);
+        m_stream.fill(' ');
+        return m_stream;
+    }
+
+    std::ostream& stream() { return m_stream; }
+    const char* text() const { return m_strText.c_str(); }
+
+    bool m_bBusy = false;
+
+protected:
+    int_type overflow(int_type c) override
+    {
+        if (!traits_type::eq_int_type(c, traits_type::eof())) {
+            m_strText.push_back(traits_type::to_char_type(c));
+        }
+        return traits_type::not_eof(c);
+    }
+
+    std::streamsize xsputn(const char* s, std::streamsize n) override
+    {
+        m_strText.append(s, static_cast<size_t>(n));
+        return n;
+    }
+
+private:
+    std::string m_strText;
+    std::ostream m_stream;
+    bool m_bThreadBuffer;
+};
+
+CKsLog::CLineText::CLineText() : m_pBuffer(nullptr), m_bOwned(false)
+{
+    if (!t_bLineBufferGone) {
+        static thread_local CBuffer s_buffer(true);
+        if (!s_buffer.m_bBusy) {
+            m_pBuffer = &s_buffer;
+        }
+    }
+    if (m_pBuffer == nullptr) {
+        m_pBuffer = new CBuffer(false);
+        m_bOwned = true;
+    }
+    m_pBuffer->m_bBusy = true;
+    m_pBuffer->begin();
+}
+
+CKsLog::CLineText::~CLineText()
+{
+    if (m_bOwned) {
+        delete m_pBuffer;
+    } else {
+        m_pBuffer->m_bBusy = false;
+    }
+}
+
+std::ostream& CKsLog::CLineText::stream()
+{
+    return m_pBuffer->stream();
+}
+
+const char* CKsLog::CLineText::text() const
+{
+    return m_pBuffer->text();
+}
 
 std::mutex CKsLog::ms_mutexInstance;
 std::atomic<CKsLog*> CKsLog::ms_pInstance{nullptr};
@@ -93,7 +217,7 @@ void CKsLog::writeLog(int level, const char* text)
     pthread_t threadId = pthread_self();
     const char* name = levelName(level);
     char timeStr[64];
-    CKsTime::getTimeStr(timeStr);
+    lineTime(timeStr);
 
     std::lock_guard<std::recursive_mutex> lock(m_mutexWriteLog);
     manageLogFile();

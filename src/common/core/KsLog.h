@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <map>
 #include <mutex>
+#include <ostream>
 #include <sstream>
 #include <string>
 
@@ -39,6 +40,28 @@ public:
         std::string m_strLogExternalImagePath = "/tmp/SD0/aiLog/aiImageTest/";
         std::string m_strLogFilePath = "/mnt/log/aiService.log";
         std::string m_strlogTransmitUrl = "/mnt/log/";
+    };
+
+    // The text of one line as the log macros build it. Each thread keeps one
+    // stream and buffer and reuses them from line to line, so a line costs
+    // no stream construction and, once the buffer has grown, no allocation.
+    // A line begun while another is being built on the same thread (a
+    // message that logs while it is formatted), or after the thread's own
+    // buffer has gone at its exit, is built in a buffer of its own.
+    class CLineText {
+    public:
+        CLineText();
+        ~CLineText();
+        CLineText(const CLineText&) = delete;
+        CLineText& operator=(const CLineText&) = delete;
+
+        std::ostream& stream();
+        const char* text() const;
+
+    private:
+        class CBuffer;
+        CBuffer* m_pBuffer;
+        bool m_bOwned;
     };
 
     static CKsLog* getInstance();
@@ -103,9 +126,9 @@ constexpr const char* ksLogFileName(const char* path)
 #define KS_LOG_AT(level, file, line, message)                                     \
     do {                                                                         \
         if (CKsLog::getLogLevel() >= (level)) {                                  \
-            std::ostringstream ksLogStream_;                                     \
-            ksLogStream_ << ksLogFileName(file) << ":" << (line) << " " << message; \
-            CKsLog::getInstance()->writeLog((level), ksLogStream_.str());        \
+            CKsLog::CLineText ksLogLine_;                                        \
+            ksLogLine_.stream() << ksLogFileName(file) << ":" << (line) << " " << message; \
+            CKsLog::getInstance()->writeLog((level), ksLogLine_.text());         \
         }                                                                        \
     } while (0)
 

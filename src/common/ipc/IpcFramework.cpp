@@ -10,23 +10,27 @@
 #include "IpcUdpSocketDriver.h"
 #include "KsLog.h"
 
-CIpcFramework* CIpcFramework::ms_pInstance = nullptr;
+std::atomic<CIpcFramework*> CIpcFramework::ms_pInstance{nullptr};
 std::mutex CIpcFramework::ms_mutexInstance;
 
 CIpcFramework* CIpcFramework::getInstance()
 {
-    std::lock_guard<std::mutex> lock(ms_mutexInstance);
-    if (ms_pInstance == nullptr) {
-        ms_pInstance = new (std::nothrow) CIpcFramework();
+    CIpcFramework* instance = ms_pInstance.load();
+    if (instance == nullptr) {
+        std::lock_guard<std::mutex> lock(ms_mutexInstance);
+        instance = ms_pInstance.load();
+        if (instance == nullptr) {
+            instance = new (std::nothrow) CIpcFramework();
+            ms_pInstance.store(instance);
+        }
     }
-    return ms_pInstance;
+    return instance;
 }
 
 void CIpcFramework::destroy()
 {
     std::lock_guard<std::mutex> lock(ms_mutexInstance);
-    delete ms_pInstance;
-    ms_pInstance = nullptr;
+    delete ms_pInstance.exchange(nullptr);
 }
 
 CIpcFramework::~CIpcFramework()

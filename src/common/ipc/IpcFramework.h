@@ -1,6 +1,7 @@
 #ifndef LUMBRIX_IPC_FRAMEWORK_H
 #define LUMBRIX_IPC_FRAMEWORK_H
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -57,7 +58,8 @@ private:
     // thread may register endpoints.
     std::mutex m_mutexHandle;
 
-    static CIpcFramework* ms_pInstance;
+    // Read on every send without the lock once it is set.
+    static std::atomic<CIpcFramework*> ms_pInstance;
     static std::mutex ms_mutexInstance;
 };
 

@@ -81,7 +81,9 @@ int32_t CXoltDeviceInfoResp::handleMsg(__xolt_message_head* head)
             const size_t n = std::min<size_t>({version.length, VERSION_FIELD_LEN, carried});
             qp::DroneVersionItem* item = info.add_versioninfolist();
             item->set_componentid(version.component);
-            item->set_softwareversion(record.data + offset, n);
+            // Lengths may run past the payload: then nothing is carried, and
+            // no pointer past the record is even formed.
+            item->set_softwareversion(n != 0 ? record.data + offset : "", n);
         }
         offset += version.length;
     }

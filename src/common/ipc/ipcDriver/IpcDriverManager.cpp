@@ -6,23 +6,27 @@
 #include "IpcHandleBase.h"
 #include "Reflex.h"
 
-CIpcDriverManager* CIpcDriverManager::ms_pInstance = nullptr;
+std::atomic<CIpcDriverManager*> CIpcDriverManager::ms_pInstance{nullptr};
 std::mutex CIpcDriverManager::ms_mutexInstance;
 
 CIpcDriverManager* CIpcDriverManager::getInstance()
 {
-    std::lock_guard<std::mutex> lock(ms_mutexInstance);
-    if (ms_pInstance == nullptr) {
-        ms_pInstance = new CIpcDriverManager();
+    CIpcDriverManager* instance = ms_pInstance.load();
+    if (instance == nullptr) {
+        std::lock_guard<std::mutex> lock(ms_mutexInstance);
+        instance = ms_pInstance.load();
+        if (instance == nullptr) {
+            instance = new CIpcDriverManager();
+            ms_pInstance.store(instance);
+        }
     }
-    return ms_pInstance;
+    return instance;
 }
 
 void CIpcDriverManager::destroy()
 {
     std::lock_guard<std::mutex> lock(ms_mutexInstance);
-    delete ms_pInstance;
-    ms_pInstance = nullptr;
+    delete ms_pInstance.exchange(nullptr);
 }
 
 int CIpcDriverManager::init()

@@ -1,6 +1,7 @@
 #ifndef LUMBRIX_IPC_DRIVER_MANAGER_H
 #define LUMBRIX_IPC_DRIVER_MANAGER_H
 
+#include <atomic>
 #include <map>
 #include <mutex>
 
@@ -30,7 +31,8 @@ private:
 
     std::map<int, SPIpcDriverBase> m_mapIpcDriver;
 
-    static CIpcDriverManager* ms_pInstance;
+    // Read on every event without the lock once it is set.
+    static std::atomic<CIpcDriverManager*> ms_pInstance;
     static std::mutex ms_mutexInstance;
 };
 

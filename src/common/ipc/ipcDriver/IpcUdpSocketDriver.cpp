@@ -4,10 +4,63 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 #include "IpcHandleBase.h"
 #include "KsLog.h"
+
+namespace {
+
+// The dotted-quad text inet_ntoa gives for addr, written without printf:
+// it is needed for every datagram received.
+void ipv4Text(in_addr addr, std::string& out)
+{
+    const uint8_t* octet = reinterpret_cast<const uint8_t*>(&addr.s_addr); // network order
+    char text[16];
+    char* p = text;
+    for (int i = 0; i < 4; ++i) {
+        const unsigned v = octet[i];
+        if (v >= 100) {
+            *p++ = static_cast<char>('0' + v / 100);
+        }
+        if (v >= 10) {
+            *p++ = static_cast<char>('0' + v / 10 % 10);
+        }
+        *p++ = static_cast<char>('0' + v % 10);
+        if (i < 3) {
+            *p++ = '.';
+        }
+    }
+    out.assign(text, static_cast<size_t>(p - text));
+}
+
+// inet_aton of the last address text a thread sent to (a client always sends
+// to the same peer), so that its text is not parsed again for every datagram.
+// The result, failure included, depends on the text alone.
+in_addr sendAddress(const std::string& ip)
+{
+    static thread_local char s_lastText[16] = {};
+    static thread_local size_t s_lastLen = 0;
+    static thread_local in_addr s_lastAddr = {};
+    static thread_local bool s_valid = false;
+    if (s_valid && ip.size() == s_lastLen && std::memcmp(ip.data(), s_lastText, s_lastLen) == 0) {
+        return s_lastAddr;
+    }
+    in_addr addr = {};
+    inet_aton(ip.c_str(), &addr);
+    // Only texts that fit are remembered; a longer one is parsed every time.
+    if (ip.size() < sizeof(s_lastText)) {
+        std::memcpy(s_lastText, ip.data(), ip.size());
+        s_lastLen = ip.size();
+        s_lastAddr = addr;
+        s_valid = true;
+    }
+    return addr;
+}
+
+} // namespace
 
 std::atomic<CIpcUdpSocketDriver*> CIpcUdpSocketDriver::ms_pInstance(nullptr);
 std::recursive_mutex CIpcUdpSocketDriver::ms_mutexInstance;
@@ -96,7 +149,7 @@ int CIpcUdpSocketDriver::recvData(int sockfd, int& len, char* buf, int bufLen, s
     socklen_t fromLen = sizeof(from);
     // A receive error is not told apart: len is then -1 and goes to the handle.
     len = static_cast<int>(recvfrom(sockfd, buf, bufLen, 0, reinterpret_cast<sockaddr*>(&from), &fromLen));
-    ip = inet_ntoa(from.sin_addr);
+    ipv4Text(from.sin_addr, ip);
     port = ntohs(from.sin_port);
     KS_LOG_DEBUG("Receive msg from remote, ip: " << ip << ", port: " << port);
     return 0;
@@ -113,7 +166,7 @@ int CIpcUdpSocketDriver::sendData(int sockfd, const char* data, int len, const s
     sockaddr_in addr = {};
     addr.sin_family = AF_INET;
     addr.sin_port = htons(port);
-    inet_aton(ip.c_str(), &addr.sin_addr);
+    addr.sin_addr = sendAddress(ip);
     const ssize_t sent = sendto(sockfd, data, len, 0, reinterpret_cast<sockaddr*>(&addr), sizeof(addr));
     if (len >= 0 && sent == len) {
         return 0;

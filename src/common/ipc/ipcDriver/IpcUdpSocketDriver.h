@@ -11,8 +11,9 @@
 // The UDP driver, a process singleton: opens bound server sockets and
 // unbound client sockets (their descriptors belong to the caller), reads one
 // datagram per readiness event into a stack buffer and hands it to the
-// handle, remembering the sender in the handle, and sends datagrams. It
-// keeps no state of its own.
+// handle, remembering the sender in the handle, and sends datagrams. Its
+// only state is, per sending thread, the parsed form of the last destination
+// address.
 class CIpcUdpSocketDriver : public CIpcDriverBase {
 public:
     static CIpcUdpSocketDriver* getInstance();

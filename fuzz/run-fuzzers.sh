@@ -1,0 +1,66 @@
+#!/usr/bin/env bash
+# Runs every fuzz target of a fuzz build for a bounded time and fails on any
+# finding (crash, sanitizer report, leak, time-out, out-of-memory).
+#
+#   fuzz/run-fuzzers.sh BUILD_DIR SECONDS [TARGET...]
+#
+# Each target starts from its generated seeds, the inputs kept in
+# fuzz/corpus/<name>/ (regressions among them) and what earlier runs in
+# BUILD_DIR found; new inputs go to BUILD_DIR/fuzz-corpus/<name>/. A finding
+# is written to BUILD_DIR/fuzz-findings/ and reproduces with
+#   BUILD_DIR/fuzz/fuzz_<name> /absolute/path/of/the/finding
+# (absolute: fuzz_config works in a directory of its own).
+set -uo pipefail
+
+here="$(cd "$(dirname "$0")" && pwd)"
+build="$(cd "$1" && pwd)"
+seconds="$2"
+shift 2
+targets=("$@")
+if [ ${#targets[@]} -eq 0 ]; then
+  targets=(xolt_parser radio_to_app app_to_radio config)
+fi
+
+"$build/fuzz/fuzz_seeds" "$build/fuzz-seeds" || exit 1
+mkdir -p "$build/fuzz-findings"
+
+# Reports fail the target; leaks are checked at exit and per input. The
+# resident memory of a long run grows with the allocation stacks the address
+# sanitizer keeps (deep JSON nesting makes many distinct ones), hence the
+# generous -rss_limit_mb below.
+export ASAN_OPTIONS="${ASAN_OPTIONS:-abort_on_error=1:detect_leaks=1:allocator_may_return_null=0}"
+export UBSAN_OPTIONS="${UBSAN_OPTIONS:-halt_on_error=1:abort_on_error=1:print_stacktrace=1}"
+
+failed=()
+for name in "${targets[@]}"; do
+  binary="$build/fuzz/fuzz_$name"
+  work="$build/fuzz-corpus/$name"
+  mkdir -p "$work"
+  kept=()
+  [ -d "$here/corpus/$name" ] && kept=("$here/corpus/$name")
+  dict=()
+  [ -f "$here/dict/$name.dict" ] && dict=(-dict="$here/dict/$name.dict")
+  log="$build/fuzz-findings/$name.log"
+  echo "=== fuzz_$name: ${seconds}s"
+  start=$(date +%s)
+  "$binary" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 -max_len=4096 \
+    -close_fd_mask=1 -print_final_stats=1 -artifact_prefix="$build/fuzz-findings/$name-" \
+    "${dict[@]}" "$work" "$build/fuzz-seeds/$name" "${kept[@]}" >"$log" 2>&1
+  status=$?
+  elapsed=$(( $(date +%s) - start ))
+  grep -a -m 3 -E "handlers registered|^stat::number_of_executed_units|^stat::peak_rss_mb" "$log" || true
+  echo "    corpus: $(ls "$work" | wc -l) inputs, ${elapsed}s, exit status $status"
+  if [ $status -ne 0 ]; then
+    echo "!!! fuzz_$name found a problem ($log):"
+    grep -a -m 8 -E "runtime error|ERROR: |SUMMARY: |Test unit written|^0x" "$log"
+    echo "--- end of its log:"
+    tail -n 30 "$log"
+    failed+=("$name")
+  fi
+done
+
+echo "fuzz: $(( ${#targets[@]} - ${#failed[@]} )) passed, ${#failed[@]} failed"
+if [ ${#failed[@]} -ne 0 ]; then
+  echo "targets with findings: ${failed[*]}"
+  exit 1
+fi

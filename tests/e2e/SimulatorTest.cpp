@@ -1,0 +1,301 @@
+// The simulator against the real gateway: lumbrix-sim in radio mode answers
+// the gateway's frames, and one `lumbrix-sim app ...` per family of messages
+// must get its answer through the gateway (exit code 0 and the decoded
+// answer in its output). Also: the radio's report rounds, a time-out when no
+// radio answers, and clear errors for bad command lines. Expected frames are
+// worked out by hand: get gimbal speed with seq 0 is fd 03 00 00 0e 20 96,
+// checksum 196, payload 02 00 00, CRC (extra 36) 0x3ac9; the version query is
+// fd 00 00 00 0e 20 db, checksum 6, CRC (extra 0) 0x601e.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sstream>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+#include "GatewayHarness.h"
+#include "GatewayProcess.h"
+#include "TempDir.h"
+#include "UdpPeer.h"
+
+namespace {
+
+// A simulator run as a child process, its output (stdout and stderr) in a
+// file. Killed when the object goes; every wait is bounded.
+class SimChild {
+public:
+    SimChild(const std::vector<std::string>& args, const std::string& outputPath) : m_outputPath(outputPath)
+    {
+        std::vector<std::string> command;
+        if (const char* wrapper = getenv("LUMBRIX_EXEC_WRAPPER")) {
+            std::istringstream words(wrapper);
+            for (std::string word; words >> word;) {
+                command.push_back(word);
+            }
+        }
+        command.push_back(LUMBRIX_SIM_BINARY);
+        command.insert(command.end(), args.begin(), args.end());
+        std::vector<char*> argv;
+        for (std::string& word : command) {
+            argv.push_back(word.data());
+        }
+        argv.push_back(nullptr);
+        m_pid = fork();
+        if (m_pid == 0) {
+            int fd = open(outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            if (fd >= 0) {
+                dup2(fd, 1);
+                dup2(fd, 2);
+                close(fd);
+            }
+            execvp(argv[0], argv.data());
+            _exit(127);
+        }
+    }
+
+    ~SimChild()
+    {
+        if (m_pid > 0 && !m_exited) {
+            kill(m_pid, SIGKILL);
+            waitExit(5000);
+        }
+    }
+
+    // The exit code once the child ended within timeoutMs; -1 if it still
+    // runs, -2 if it ended by a signal.
+    int waitExit(int timeoutMs)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+        while (!m_exited) {
+            int status = 0;
+            if (waitpid(m_pid, &status, WNOHANG) == m_pid) {
+                m_exited = true;
+                m_code = WIFEXITED(status) ? WEXITSTATUS(status) : -2;
+                break;
+            }
+            if (std::chrono::steady_clock::now() >= deadline) {
+                return -1;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        return m_code;
+    }
+
+    void stop() { kill(m_pid, SIGTERM); }
+    std::string output() const { return readFile(m_outputPath); }
+
+private:
+    pid_t m_pid = -1;
+    bool m_exited = false;
+    int m_code = -1;
+    std::string m_outputPath;
+};
+
+struct SimResult {
+    int code;
+    std::string output;
+};
+
+class SimulatorTest : public ::testing::Test {
+protected:
+    std::string configJson() const
+    {
+        std::ostringstream json;
+        json << "{\"serviceEntity\": ["
+             << "{\"socketType\": 2, \"protocolType\": \"xolt\", \"listenIp\": \"127.0.0.1\", \"listenPort\": "
+             << xoltPort << "},"
+             << "{\"socketType\": 2, \"protocolType\": \"protobuf\", \"listenIp\": \"127.0.0.1\", \"listenPort\": "
+             << protobufPort << "}],"
+             << "\"clientEntity\": ["
+             << "{\"serviceName\": \"transmit\", \"serviceId\": 2, \"socketType\": \"udp\", \"remoteIp\": "
+                "\"127.0.0.1\", \"remotePort\": "
+             << radioPort << "},"
+             << "{\"serviceName\": \"app\", \"serviceId\": 0, \"socketType\": \"udp\", \"remoteIp\": \"127.0.0.1\", "
+                "\"remotePort\": "
+             << appPort << ", \"localIp\": \"127.0.0.1\", \"localPort\": 0}],"
+             << "\"log\": {\"level\": \"Info\", \"file\": \"" << dir.file("aiService.log")
+             << "\", \"fileCnt\": 2, \"logMode\": 0, \"fileSize\": 4194304, \"logExternalEnable\": false, "
+             << "\"logExternalPath\": \"" << dir.path() << "/card/\", \"logExternalImagePath\": \"" << dir.path()
+             << "/card/images/\", \"logTransmitUrl\": \"" << dir.path() << "/\"}}";
+        return json.str();
+    }
+
+    void startGateway()
+    {
+        writeFile(configPath, configJson());
+        gateway.reset(new GatewayProcess({configPath}, dir.file("gateway.out"), dir.path()));
+        ASSERT_TRUE(waitBound({xoltPort, protobufPort})) << gateway->output();
+    }
+
+    void startRadio(const std::vector<std::string>& extra = {})
+    {
+        std::vector<std::string> args{"radio", "--config", configPath, "--duration", "60000"};
+        args.insert(args.end(), extra.begin(), extra.end());
+        radio.reset(new SimChild(args, dir.file("radio.out")));
+        ASSERT_TRUE(waitBound({radioPort})) << radio->output();
+    }
+
+    static bool waitBound(const std::vector<uint16_t>& ports)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        while (std::chrono::steady_clock::now() < deadline) {
+            bool all = true;
+            for (uint16_t port : ports) {
+                all = all && udpPortBound(port);
+            }
+            if (all) {
+                return true;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return false;
+    }
+
+    // One simulator run to its end (bounded), with the gateway's addresses.
+    SimResult sim(std::vector<std::string> args, bool withConfig = true)
+    {
+        if (withConfig && args.size() > 0) {
+            args.insert(args.begin() + 1, {"--config", configPath});
+        }
+        SimChild child(args, dir.file("sim.out"));
+        int code = child.waitExit(10000);
+        return {code, child.output()};
+    }
+
+    SimResult app(std::vector<std::string> words)
+    {
+        words.insert(words.begin(), {"app", "--seq", std::to_string(++sequence), "--timeout", "3000"});
+        return sim(words);
+    }
+
+    TempDir dir;
+    uint16_t xoltPort = freeUdpPort();
+    uint16_t protobufPort = freeUdpPort();
+    uint16_t radioPort = freeUdpPort();
+    uint16_t appPort = freeUdpPort();
+    std::string configPath = dir.file("lumbrix.json");
+    std::unique_ptr<GatewayProcess> gateway;
+    std::unique_ptr<SimChild> radio;
+    int sequence = 40;
+};
+
+::testing::AssertionResult answered(const SimResult& r, std::initializer_list<const char*> texts)
+{
+    if (r.code != 0) {
+        return ::testing::AssertionFailure() << "exit code " << r.code << ", output:\n" << r.output;
+    }
+    for (const char* text : texts) {
+        if (r.output.find(text) == std::string::npos) {
+            return ::testing::AssertionFailure() << "no \"" << text << "\" in:\n" << r.output;
+        }
+    }
+    return ::testing::AssertionSuccess();
+}
+
+TEST_F(SimulatorTest, EveryFamilyIsAnsweredThroughTheGateway)
+{
+    startGateway();
+    startRadio();
+
+    // RC settings: the radio remembers what was set.
+    EXPECT_TRUE(answered(app({"get-param", "gimbal-speed"}), {"<-- answer", "message_sequence: 41",
+                                                              "params_list[0].data ParameterInt32 {\n    value: 50"}));
+    EXPECT_TRUE(answered(app({"set-param", "gimbal-speed", "60"}), {"param_id: 24833", "response_code: 1"}));
+    EXPECT_TRUE(answered(app({"get-param", "gimbal-speed"}), {"value: 60"}));
+    EXPECT_TRUE(answered(app({"set-param", "rocker-mode", "2"}), {"param_id: 28673", "response_code: 1"}));
+    EXPECT_TRUE(answered(app({"get-param", "rocker-mode"}), {"message_id: PARAM_GET_MSG", "value: 2"}));
+    // Calibration and the stick state switch.
+    EXPECT_TRUE(answered(app({"calibration", "enter"}), {"message_id: RC_ENTER_CALIBRATION_MSG", "SUCCESS"}));
+    EXPECT_TRUE(answered(app({"calibration", "exit"}), {"message_id: RC_EXIT_CALIBRATION_MSG", "SUCCESS"}));
+    EXPECT_TRUE(answered(app({"hardware-state", "1"}), {"message_id: RC_START_HARDWARE_STATE_NTFY_MSG"}));
+    // Time: the acknowledgement on 110, and a notification.
+    EXPECT_TRUE(answered(app({"system-time", "1700000000", "-5"}),
+                         {"timezone: -5", "message_id: RC_SYSTEM_TIME_MSG", "status_code: SUCCESS"}));
+    EXPECT_TRUE(answered(app({"utc-time-sync", "1700000000000"}), {"(no answer expected"}));
+    // Nest commands; the system-config answer comes under the single-calibration id.
+    EXPECT_TRUE(answered(app({"nest", "cabin", "1", "2"}),
+                         {"nestaction: 2", "message_id: NEST_CABIN_CONTROL_MSG", "token: \"nest\"", "SUCCESS"}));
+    EXPECT_TRUE(answered(app({"nest", "system-config", "1", "10", "20", "1700000000", "1", "1"}),
+                         {"message_id: NEST_SINGLE_CALIBRATION_MSG", "SUCCESS"}));
+    // Pairing with its progress, and the versions.
+    EXPECT_TRUE(answered(app({"--follow", "500", "pair"}),
+                         {"message_id: AIRLINK_START_MATCHING_MSG", "AIRLINK_MATCHING_STATUS_NTFY", "value: 100"}));
+    EXPECT_TRUE(answered(app({"device-info"}), {"message_id: RC_HARDWARE_BUTTON_INFO_NTFY", "componentid: COMPONENT_RC",
+                                                "softwareversion: \"RC-2.0.7\"", "softwareversion: \"TX-1.4.2\""}));
+
+    // The radio printed the frames the gateway built.
+    const std::string frames = radio->output();
+    EXPECT_NE(frames.find("gateway -> radio: 150 RC settings request RC_CMD_GET_GIMBAL_SPEED (seq 0)\n"
+                          "    fd 03 00 00 0e 20 96 c4 02 00 00 c9 3a"),
+              std::string::npos)
+        << frames;
+    EXPECT_NE(frames.find("fd 00 00 00 0e 20 db 06 1e 60"), std::string::npos) << frames;
+    // Set gimbal speed is closed with CRC extra 150; the radio still takes it.
+    EXPECT_NE(frames.find("RC_CMD_SET_GIMBAL_SPEED: speed 60"), std::string::npos) << frames;
+    radio->stop();
+    EXPECT_EQ(radio->waitExit(5000), 0);
+}
+
+TEST_F(SimulatorTest, RadioReportsReachTheApp)
+{
+    startGateway();
+    SimChild listener({"app", "--config", configPath, "--count", "4", "--duration", "5000", "listen"},
+                      dir.file("listen.out"));
+    ASSERT_TRUE(waitBound({appPort})) << listener.output();
+    // One round: stick state, RC state, a key event and a nest report, after
+    // a key event with a broken CRC that the gateway drops.
+    SimResult reports = sim({"radio", "--listen", "127.0.0.1:0", "--reports", "20", "--rounds", "1", "--bad-crc"});
+    EXPECT_EQ(reports.code, 0) << reports.output;
+    EXPECT_EQ(listener.waitExit(6000), 0) << listener.output();
+    const std::string out = listener.output();
+    for (const char* text : {"RC_HARDWARE_STATE_NTFY", "righthorizontalvalue: -660", "RC_STATE_NTFY",
+                             "chargingvoltage: 8400", "buttontype: RC_BUTTON_TYPE_ZOOM_IN", "NEST_STATUS_INFO_NTFY",
+                             "pressure: 101325"}) {
+        EXPECT_NE(out.find(text), std::string::npos) << text << " in:\n" << out;
+    }
+    EXPECT_TRUE(gateway->waitForOutput("======XOLT_FRAMING_BAD_CRC, msgid: 144, sourceid: 14=========", 3000));
+    // The broken key event (the photo key, sent first) never became a message.
+    EXPECT_EQ(out.find("buttontype: RC_BUTTON_TYPE_PHOTO\n"), std::string::npos) << out;
+}
+
+TEST_F(SimulatorTest, TimeOutAndBadCommandLines)
+{
+    startGateway();
+    // No radio side: the request goes out, no answer comes.
+    SimResult timeout = sim({"app", "--timeout", "300", "get-param", "gimbal-speed"});
+    EXPECT_EQ(timeout.code, 1) << timeout.output;
+    EXPECT_NE(timeout.output.find("no answer with message_id PARAM_GET_MSG"), std::string::npos) << timeout.output;
+
+    const struct {
+        std::vector<std::string> args;
+        const char* error;
+    } bad[] = {
+        {{"app", "get-param"}, "usage: get-param gimbal-speed|rocker-mode|PARAMETER"},
+        {{"app", "set-param", "rocker-mode", "two"}, "'two' is not a 32-bit integer value"},
+        {{"app", "nest", "cabin", "1"}, "usage: nest cabin NESTTYPE NESTACTION"},
+        {{"app", "nest", "hatch", "1", "2"}, "'hatch' is not a nest command"},
+        {{"app", "frobnicate"}, "unknown command 'frobnicate'"},
+        {{"app", "--timeout", "soon", "pair"}, "option --timeout: 'soon' is not a whole number"},
+        {{"app", "--gateway", "localhost", "pair"}, "is not an address of the form IP:PORT"},
+        {{"app", "--bogus", "pair"}, "unknown option '--bogus'"},
+        {{"radio", "--rounds", "2"}, "--rounds needs --reports"},
+        {{"radio", "extra"}, "unexpected argument 'extra'"},
+        {{"sideways"}, "unknown mode 'sideways'"},
+    };
+    for (const auto& row : bad) {
+        SimResult r = sim(row.args, false);
+        EXPECT_EQ(r.code, 2) << r.output;
+        EXPECT_NE(r.output.find(row.error), std::string::npos) << r.output;
+    }
+    for (const char* mode : {"radio", "app"}) {
+        SimResult help = sim({mode, "--help"}, false);
+        EXPECT_EQ(help.code, 0);
+        EXPECT_NE(help.output.find(std::string("usage: lumbrix-sim ") + mode), std::string::npos) << help.output;
+    }
+}
+
+} // namespace

@@ -1,0 +1,289 @@
+#!/usr/bin/env bash
+# The gateway at work on a machine with no radio and no App: starts the
+# gateway and the simulated radio side on loopback, runs a scripted App
+# session through every family of messages, and prints a transcript of each
+# step (the App's request, the frames between gateway and radio in hex, the
+# gateway's answer). Stops everything it started, whatever happens.
+#
+#   tools/demo.sh [BUILD_DIR]        (make demo builds first, then runs this)
+#
+# LUMBRIX_DEMO_PCAP=FILE also writes the whole session into a capture file
+# (needs mergecap), and FILE.ports the ports it used, as shell assignments.
+# Exit code 0 when every step got its answer.
+set -u
+
+BUILD_DIR=${1:-build}
+GATEWAY="$BUILD_DIR/lumbrix"
+SIM="$BUILD_DIR/lumbrix-sim"
+PCAP_OUT=${LUMBRIX_DEMO_PCAP:-}
+STEP_TIMEOUT_MS=2000
+
+for binary in "$GATEWAY" "$SIM"; do
+  if [ ! -x "$binary" ]; then
+    echo "demo: $binary is missing; build first (make demo does)" >&2
+    exit 2
+  fi
+done
+if [ -n "$PCAP_OUT" ] && ! command -v mergecap > /dev/null; then
+  echo "demo: LUMBRIX_DEMO_PCAP needs mergecap (Debian package wireshark-common)" >&2
+  exit 2
+fi
+
+WORK=$(mktemp -d "${TMPDIR:-/tmp}/lumbrix-demo.XXXXXX")
+PIDS=()
+
+# Every process the demo started in the background goes, TERM first, then
+# KILL for one that is still there after a second.
+cleanup() {
+  local pid tries
+  for pid in "${PIDS[@]}"; do
+    kill -TERM "$pid" 2> /dev/null
+  done
+  for pid in "${PIDS[@]}"; do
+    tries=0
+    while kill -0 "$pid" 2> /dev/null && [ $tries -lt 20 ]; do
+      sleep 0.05
+      tries=$((tries + 1))
+    done
+    kill -KILL "$pid" 2> /dev/null
+    wait "$pid" 2> /dev/null
+  done
+  PIDS=()
+  rm -rf "$WORK"
+}
+trap cleanup EXIT
+trap 'exit 130' INT TERM
+
+# True when something on this machine has the UDP port bound.
+udp_bound() {
+  local hex
+  hex=$(printf ':%04X' "$1")
+  awk -v p="$hex" 'NR > 1 && substr($2, length($2) - 4) == p { found = 1 } END { exit !found }' \
+    /proc/net/udp /proc/net/udp6 2> /dev/null
+}
+
+# Waits up to about 5 s for the ports to be bound.
+wait_bound() {
+  local tries=0 port missing
+  while [ $tries -lt 100 ]; do
+    missing=0
+    for port in "$@"; do
+      udp_bound "$port" || missing=1
+    done
+    [ $missing = 0 ] && return 0
+    sleep 0.05
+    tries=$((tries + 1))
+  done
+  return 1
+}
+
+# Four free ports in a row between 25300 and 25999, from a random start.
+pick_ports() {
+  local base tries=0
+  base=$((25300 + (RANDOM % 170) * 4))
+  while [ $tries -lt 170 ]; do
+    if ! udp_bound $base && ! udp_bound $((base + 1)) && ! udp_bound $((base + 2)) && ! udp_bound $((base + 3)); then
+      echo $base
+      return 0
+    fi
+    base=$((base + 4))
+    [ $base -gt 25996 ] && base=25300
+    tries=$((tries + 1))
+  done
+  return 1
+}
+
+BASE=$(pick_ports) || { echo "demo: no four free UDP ports between 25300 and 25999" >&2; exit 2; }
+XOLT_PORT=$BASE        # the gateway's link service
+RADIO_PORT=$((BASE + 1)) # the radio side, where the "transmit" client sends
+PROTOBUF_PORT=$((BASE + 2)) # the gateway's App service
+APP_PORT=$((BASE + 3))   # the App, where the "app" client sends
+CONFIG="$WORK/lumbrix.json"
+cat > "$CONFIG" << EOF
+{
+  "serviceEntity": [
+    {"enable": true, "socketType": 2, "protocolType": "xolt", "listenIp": "127.0.0.1", "listenPort": $XOLT_PORT},
+    {"enable": true, "socketType": 2, "protocolType": "protobuf", "listenIp": "127.0.0.1", "listenPort": $PROTOBUF_PORT}
+  ],
+  "clientEntity": [
+    {"enable": true, "serviceName": "transmit", "serviceId": 2, "socketType": "udp",
+     "remoteIp": "127.0.0.1", "remotePort": $RADIO_PORT},
+    {"enable": true, "serviceName": "app", "serviceId": 0, "socketType": "udp",
+     "remoteIp": "127.0.0.1", "remotePort": $APP_PORT, "localIp": "127.0.0.1", "localPort": 0}
+  ],
+  "log": {"level": "Info", "file": "$WORK/aiService.log", "fileCnt": 2, "logMode": 0, "fileSize": 4194304,
+          "logExternalEnable": false, "logExternalPath": "$WORK/card/", "logExternalImagePath": "$WORK/card/images/",
+          "logTransmitUrl": "$WORK/"}
+}
+EOF
+
+PCAP_DIR="$WORK/pcap"
+mkdir -p "$PCAP_DIR"
+CAPTURES=0
+# PCAP_ARGS: --pcap FILE for the next simulator process, when a capture is
+# asked for (each process writes its own file; they are merged at the end).
+pcap_args() {
+  PCAP_ARGS=()
+  [ -n "$PCAP_OUT" ] || return 0
+  CAPTURES=$((CAPTURES + 1))
+  PCAP_ARGS=(--pcap "$(printf '%s/%03d-%s.pcap' "$PCAP_DIR" "$CAPTURES" "$1")")
+}
+
+section() {
+  printf '\n==== %s ====\n' "$1"
+}
+
+rule() {
+  printf '\n---- %s ----\n' "$1"
+}
+
+echo "Lumbrix demo: gateway and simulated radio on 127.0.0.1"
+echo "  gateway link service  :$XOLT_PORT   <- radio frames"
+echo "  simulated radio       :$RADIO_PORT   <- frames from the gateway's \"transmit\" client"
+echo "  gateway App service   :$PROTOBUF_PORT   <- App requests"
+echo "  simulated App         :$APP_PORT   <- answers from the gateway's \"app\" client"
+
+# At level Info the gateway flushes its standard output with every log
+# line, so its own printed lines (the bad-CRC one) show without delay.
+"$GATEWAY" "$CONFIG" > "$WORK/gateway.out" 2>&1 &
+GATEWAY_PID=$!
+PIDS+=($GATEWAY_PID)
+if ! wait_bound "$XOLT_PORT" "$PROTOBUF_PORT"; then
+  echo "demo: the gateway did not come up; its output:" >&2
+  tail -20 "$WORK/gateway.out" >&2
+  exit 1
+fi
+pcap_args radio
+"$SIM" radio --config "$CONFIG" --duration 600000 "${PCAP_ARGS[@]}" > "$WORK/radio.out" 2>&1 &
+RADIO_PID=$!
+PIDS+=($RADIO_PID)
+if ! wait_bound "$RADIO_PORT"; then
+  echo "demo: the simulated radio did not come up; its output:" >&2
+  cat "$WORK/radio.out" >&2
+  exit 1
+fi
+
+STEPS=0
+FAILED=0
+SEQUENCE=100
+
+# Waits until the file stops growing (at most about half a second).
+settle() {
+  local size last=-1 tries=0
+  while [ $tries -lt 20 ]; do
+    size=$(wc -c < "$1")
+    [ "$size" = "$last" ] && return 0
+    last=$size
+    sleep 0.03
+    tries=$((tries + 1))
+  done
+}
+
+# step TITLE [APP OPTIONS] COMMAND ARGS...: one App request through the
+# gateway, with the radio side's frames between request and answer.
+step() {
+  local title=$1 rc radio_lines
+  shift
+  STEPS=$((STEPS + 1))
+  SEQUENCE=$((SEQUENCE + 1))
+  rule "$STEPS. $title"
+  echo "\$ lumbrix-sim app $*"
+  radio_lines=$(wc -l < "$WORK/radio.out")
+  pcap_args "app"
+  timeout 15 "$SIM" app --config "$CONFIG" --seq "$SEQUENCE" --timeout "$STEP_TIMEOUT_MS" "${PCAP_ARGS[@]}" "$@" \
+    > "$WORK/step.out" 2> "$WORK/step.err"
+  rc=$?
+  settle "$WORK/radio.out"
+  # The request, then what crossed the radio link, then the answer.
+  awk '/^(<--|\(no answer)/ { exit } { print }' "$WORK/step.out"
+  tail -n +"$((radio_lines + 1))" "$WORK/radio.out"
+  awk 'found || /^(<--|\(no answer)/ { found = 1; print }' "$WORK/step.out"
+  sed 's/^/  (app) /' "$WORK/step.err"
+  if [ $rc -ne 0 ]; then
+    FAILED=$((FAILED + 1))
+    echo "!! step failed: exit code $rc"
+    gateway_alive
+  fi
+}
+
+# Ends the demo when the gateway is gone, with its last words.
+gateway_alive() {
+  kill -0 "$GATEWAY_PID" 2> /dev/null && return 0
+  echo "!! the gateway has stopped; the end of its output:"
+  tail -20 "$WORK/gateway.out"
+  exit 1
+}
+
+section "RC settings: gimbal speed and rocker mode (msgid 150)"
+step "read the gimbal speed" get-param gimbal-speed
+step "set the gimbal speed to 60 (the request's CRC is closed with 150 on purpose)" set-param gimbal-speed 60
+step "read it back" get-param gimbal-speed
+step "set the rocker mode to 2" set-param rocker-mode 2
+step "read the rocker mode (answered from the pending-request queue)" get-param rocker-mode
+
+section "RC calibration and stick state (msgid 150)"
+step "enter stick calibration (the calibration state report follows)" --follow 200 calibration enter
+step "leave stick calibration" calibration exit
+step "switch the stick state upload on (answered by the gateway itself)" hardware-state 1
+
+section "Time (msgids 110 and 24)"
+step "set the RC clock: the command channel and its acknowledgement" system-time 1700000000 8
+step "drone UTC time, a notification without an answer" utc-time-sync 1700000000000
+
+section "Nest commands (msgid 182 out, 183 back)"
+step "open the hatch" nest cabin 1 2
+step "charge the drone" nest charge 0 1
+step "system configuration (answered under the single-calibration id)" nest system-config 1 10 20 1700000000 1 1
+step "return wait time (the value never reaches the wire)" nest wait-time 30
+step "automatic task (the nest reports its end)" --follow 400 nest auto 1 1
+step "virtual sticks for the nest (msgid 148, no answer)" nest virtual-stick 100 -100 50 -50 1 0 0
+
+section "Pairing, quick match and versions (msgids 200, 201, 219)"
+step "start pairing (answer, then progress reports)" --follow 400 pair
+step "choose a quick-match connection (no answer)" quick-match choose 2
+step "read the RC's versions" device-info
+
+section "Reports from the radio side (msgids 150, 144, 182) and a frame with a bad CRC"
+STEPS=$((STEPS + 1))
+echo "\$ lumbrix-sim app listen --count 8 &  lumbrix-sim radio --reports 150 --rounds 2 --bad-crc"
+pcap_args "listen"
+timeout 15 "$SIM" app --config "$CONFIG" --duration 5000 --count 8 "${PCAP_ARGS[@]}" listen \
+  > "$WORK/listen.out" 2> "$WORK/listen.err" &
+LISTENER=$!
+PIDS+=($LISTENER)
+wait_bound "$APP_PORT" || true
+gateway_lines=$(wc -l < "$WORK/gateway.out")
+pcap_args "reports"
+timeout 15 "$SIM" radio --config "$CONFIG" --listen 127.0.0.1:0 --reports 150 --rounds 2 --bad-crc "${PCAP_ARGS[@]}" \
+  > "$WORK/reports.out" 2>&1
+wait "$LISTENER"
+rc=$?
+grep -v '^radio: ' "$WORK/reports.out"
+echo "gateway (standard output):"
+tail -n +"$((gateway_lines + 1))" "$WORK/gateway.out" | grep -a 'XOLT_FRAMING_BAD_CRC' | sed 's/^/  /'
+cat "$WORK/listen.out"
+sed 's/^/  (app) /' "$WORK/listen.err"
+if [ $rc -ne 0 ]; then
+  FAILED=$((FAILED + 1))
+  echo "!! step failed: exit code $rc"
+fi
+
+if [ -n "$PCAP_OUT" ]; then
+  # Every simulator process wrote its own capture; closing the radio lets
+  # its file end cleanly before the merge.
+  kill -TERM "$RADIO_PID" 2> /dev/null
+  wait "$RADIO_PID" 2> /dev/null
+  mergecap -w "$PCAP_OUT" "$PCAP_DIR"/*.pcap
+  printf 'XOLT_PORT=%s\nRADIO_PORT=%s\nPROTOBUF_PORT=%s\nAPP_PORT=%s\n' \
+    "$XOLT_PORT" "$RADIO_PORT" "$PROTOBUF_PORT" "$APP_PORT" > "$PCAP_OUT.ports"
+  echo
+  echo "capture of the session: $PCAP_OUT"
+fi
+
+section "Summary"
+if [ $FAILED -eq 0 ]; then
+  echo "$STEPS steps, every one answered as expected"
+  exit 0
+fi
+echo "$STEPS steps, $FAILED failed"
+exit 1
