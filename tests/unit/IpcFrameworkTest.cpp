@@ -241,3 +241,56 @@ TEST_F(IpcFrameworkTest, PortInUseFailsTheServer)
 }
 
 }
+
+namespace {
+
+// A listening TCP handle that hands out one recording handle per connection.
+class CListeningHandle : public CIpcHandleBase {
+public:
+    std::shared_ptr<CIpcHandleBase> onConnected() override
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_spConnection = std::make_shared<CRecordingHandle>();
+        return m_spConnection;
+    }
+    std::shared_ptr<CRecordingHandle> connection()
+    {
+        const auto end = std::chrono::steady_clock::now() + kDeadline;
+        while (std::chrono::steady_clock::now() < end) {
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                if (m_spConnection) {
+                    return m_spConnection;
+                }
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return nullptr;
+    }
+    std::mutex m_mutex;
+    std::shared_ptr<CRecordingHandle> m_spConnection;
+};
+
+TEST_F(IpcFrameworkTest, TcpServerDeliversTheStreamOfAnAcceptedConnection)
+{
+    auto listener = std::make_shared<CListeningHandle>();
+    ASSERT_EQ(framework()->createTCPServer("127.0.0.1", 0, listener), 0);
+    EXPECT_EQ(listener->getIpcType(), E_IPC_TYPE_TCP);
+
+    auto client = std::make_shared<CIpcHandleBase>();
+    ASSERT_EQ(framework()->createTCPClient("127.0.0.1", boundPort(listener->getHandle()), client), 0);
+    EXPECT_EQ(client->getIpcType(), E_IPC_TYPE_TCP_Client);
+    // A connecting handle of type 4 sends nothing through the façade.
+    EXPECT_EQ(client->sendData("none", 4), 0);
+    ASSERT_EQ(framework()->sendData(E_IPC_TYPE_TCP, client->getHandle(), "ping", 4, "", 0), 0);
+
+    auto connection = listener->connection();
+    ASSERT_NE(connection, nullptr);
+    ASSERT_TRUE(connection->waitForReads(1));
+    EXPECT_EQ(connection->reads()[0].m_strData, "ping");
+    EXPECT_EQ(connection->getIpcType(), E_IPC_TYPE_TCP_Client);
+    EXPECT_EQ(framework()->getHandleBase(connection->getHandle()), connection);
+    close(client->getHandle());
+}
+
+} // namespace
