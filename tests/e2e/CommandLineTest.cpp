@@ -16,7 +16,7 @@ TEST(CommandLine, NoArgumentPrintsUsageAndExits1)
     ASSERT_TRUE(gw.exited());
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(1, WEXITSTATUS(status));
-    const std::string program = LUMBRIX_BINARY;
+    const std::string program = gatewayBinary();
     EXPECT_EQ("Usage age: " + program + " ${configFile} [${cpuIds}]\n  example: " + program + " ./Lumbrix.json 0,1,3\n",
               gw.output());
 }

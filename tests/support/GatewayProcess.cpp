@@ -15,6 +15,12 @@
 
 #include "TempDir.h"
 
+std::string gatewayBinary()
+{
+    const char* other = getenv("LUMBRIX_GATEWAY");
+    return other != nullptr && *other != '\0' ? other : LUMBRIX_BINARY;
+}
+
 GatewayProcess::GatewayProcess(const std::vector<std::string>& args, const std::string& outputPath,
                                const std::string& workDir)
     : m_outputPath(outputPath)
@@ -30,7 +36,7 @@ GatewayProcess::GatewayProcess(const std::vector<std::string>& args, const std::
             command.push_back(word);
         }
     }
-    command.push_back(LUMBRIX_BINARY);
+    command.push_back(gatewayBinary());
     command.insert(command.end(), args.begin(), args.end());
     std::vector<char*> argv;
     for (std::string& word : command) {

@@ -41,6 +41,10 @@ private:
     std::string m_outputPath;
 };
 
+// The gateway the tests start: LUMBRIX_GATEWAY when set (for example a
+// cross-built one, run through LUMBRIX_EXEC_WRAPPER), else the one built here.
+std::string gatewayBinary();
+
 // Polls a file until it contains text, at most timeoutMs.
 bool waitForFileText(const std::string& path, const std::string& text, int timeoutMs);
 // How a child ended, from its waitpid status ("exit code 1", "signal 11").
