@@ -27,13 +27,6 @@ constexpr uint8_t kApp = 32;
 constexpr uint8_t kAtRespCrc = 47;
 constexpr uint8_t kVersionsCrc = 0;
 
-int64_t nowMs()
-{
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-               std::chrono::system_clock::now().time_since_epoch())
-        .count();
-}
-
 std::vector<uint8_t> atAnswer(const std::vector<uint8_t>& payload)
 {
     return radioFrame(0, kApp, kRc, 201, payload, kAtRespCrc);
@@ -52,46 +45,13 @@ std::vector<uint8_t> versionPayload(int trans, int rc, int mcu, int motor, const
     return p;
 }
 
-::testing::AssertionResult receiveRcEnvelope(GatewayHarness& h, qp::QuelbyMessage& out, int32_t headType,
-                                             uint32_t messageId, int32_t sequence, std::string* raw = nullptr)
-{
-    const int64_t before = nowMs();
-    std::string datagram;
-    if (!h.app.receive(datagram, 2000)) {
-        return ::testing::AssertionFailure() << "no App message; output:\n" << h.output();
-    }
-    if (raw != nullptr) {
-        *raw = datagram;
-    }
-    if (!parseEnvelope(datagram, out)) {
-        return ::testing::AssertionFailure() << "not an envelope: " << hexOf(datagram);
-    }
-    const qp::CommonHead& head = out.head_data();
-    if (head.token() != "Remote" || head.head_type() != headType || head.device_id() != 0 ||
-        head.source_id() != 2 || static_cast<uint32_t>(head.message_id()) != messageId ||
-        head.message_sequence() != sequence || head.version() != 0 || head.time_stamp() < before - 5000 ||
-        head.time_stamp() > nowMs() + 1000) {
-        return ::testing::AssertionFailure() << "header: " << head.ShortDebugString();
-    }
-    return ::testing::AssertionSuccess();
-}
-
-std::vector<uint8_t> receiveFrame(GatewayHarness& h)
-{
-    std::string datagram;
-    if (!h.radio.receive(datagram, 2000)) {
-        return {};
-    }
-    return std::vector<uint8_t>(datagram.begin(), datagram.end());
-}
-
 // The version answer's list, from the SUCCESS response under the button-event
 // id that carries it.
 ::testing::AssertionResult receiveVersions(GatewayHarness& h, int32_t sequence, qp::DroneVersionInfo& info,
                                            std::string* raw = nullptr)
 {
     qp::QuelbyMessage env;
-    ::testing::AssertionResult header = receiveRcEnvelope(h, env, 2, kButtonInfoNtfy, sequence, raw);
+    ::testing::AssertionResult header = receiveEnvelope(h, env, 2, kButtonInfoNtfy, sequence, raw);
     if (!header) {
         return header;
     }
@@ -132,7 +92,7 @@ TEST(Pairing, StartMatchingAndTheAtAnswers)
 
     // An answer before any request carries the initial -1.
     ASSERT_TRUE(h.sendFrame(atAnswer(bytes({1, 0}))));
-    ASSERT_TRUE(receiveRcEnvelope(h, env, 2, kStartMatching, -1));
+    ASSERT_TRUE(receiveEnvelope(h, env, 2, kStartMatching, -1));
 
     ASSERT_TRUE(h.sendEnvelope(appRequest(kStartMatching, 7)));
     EXPECT_EQ(bytes({0xFD, 0x03, 0x00, 0x00, 0x0E, 0x20, 0xC8, 0xF6, 0x01, 0x00, 0x00, 0x2B, 0x75}), receiveFrame(h));
@@ -142,7 +102,7 @@ TEST(Pairing, StartMatchingAndTheAtAnswers)
 
     // The radio's data is not looked at: always SUCCESS.
     ASSERT_TRUE(h.sendFrame(atAnswer(bytes({1, 0xEE, 0xEE}))));
-    ASSERT_TRUE(receiveRcEnvelope(h, env, 2, kStartMatching, 7));
+    ASSERT_TRUE(receiveEnvelope(h, env, 2, kStartMatching, 7));
     ASSERT_TRUE(parseBody(env, rsp));
     EXPECT_EQ(qp::SUCCESS, rsp.status_code());
     EXPECT_TRUE(rsp.data().empty());
@@ -155,13 +115,13 @@ TEST(Pairing, StartMatchingAndTheAtAnswers)
     EXPECT_EQ(bytes({0xFD, 0x03, 0x00, 0x01, 0x0E, 0x20, 0xC8, 0xF7, 0x01, 0x00, 0x00, 0x92, 0x33}), receiveFrame(h));
     EXPECT_TRUE(h.waitForOutput("Parameter set msg, the head type is not request. head type:2")) << h.output();
     ASSERT_TRUE(h.sendFrame(atAnswer(bytes({1}))));
-    ASSERT_TRUE(receiveRcEnvelope(h, env, 2, kStartMatching, 8));
+    ASSERT_TRUE(receiveEnvelope(h, env, 2, kStartMatching, 8));
 
     // The four setting answers: the bare envelope under the button-event id.
     for (int command : {2, 3, 4, 5}) {
         SCOPED_TRACE(command);
         ASSERT_TRUE(h.sendFrame(atAnswer(bytes({command, 1, 2, 3}))));
-        ASSERT_TRUE(receiveRcEnvelope(h, env, 2, kButtonInfoNtfy, 0));
+        ASSERT_TRUE(receiveEnvelope(h, env, 2, kButtonInfoNtfy, 0));
         EXPECT_FALSE(env.has_data());
     }
 
@@ -170,7 +130,7 @@ TEST(Pairing, StartMatchingAndTheAtAnswers)
     for (const auto& p : progress) {
         SCOPED_TRACE(p.first);
         ASSERT_TRUE(h.sendFrame(atAnswer(bytes({6, p.first}))));
-        ASSERT_TRUE(receiveRcEnvelope(h, env, 3, kMatchingStatusNtfy, 0));
+        ASSERT_TRUE(receiveEnvelope(h, env, 3, kMatchingStatusNtfy, 0));
         qp::ParameterInt32 value;
         ASSERT_TRUE(parseBody(env, value));
         EXPECT_EQ(p.second, value.value());
@@ -179,7 +139,7 @@ TEST(Pairing, StartMatchingAndTheAtAnswers)
     // A report of one byte: the progress it does not carry reads as 0, not
     // as the frame's CRC behind it.
     ASSERT_TRUE(h.sendFrame(atAnswer(bytes({6}))));
-    ASSERT_TRUE(receiveRcEnvelope(h, env, 3, kMatchingStatusNtfy, 0));
+    ASSERT_TRUE(receiveEnvelope(h, env, 3, kMatchingStatusNtfy, 0));
     qp::ParameterInt32 value;
     ASSERT_TRUE(parseBody(env, value));
     EXPECT_EQ(0, value.value());
@@ -197,7 +157,7 @@ TEST(Pairing, StartMatchingAndTheAtAnswers)
 
     // Still serving.
     ASSERT_TRUE(h.sendFrame(atAnswer(bytes({1}))));
-    ASSERT_TRUE(receiveRcEnvelope(h, env, 2, kStartMatching, 8));
+    ASSERT_TRUE(receiveEnvelope(h, env, 2, kStartMatching, 8));
 }
 
 TEST(QuickMatch, ChooseConnectAndClearBlacklistGoToComponent35)

@@ -24,75 +24,26 @@
 
 namespace {
 
-// A simulator run as a child process, its output (stdout and stderr) in a
-// file. Killed when the object goes; every wait is bounded.
-class SimChild {
+// The simulator as a child process (through LUMBRIX_EXEC_WRAPPER as well).
+class SimChild : public GatewayProcess {
 public:
-    SimChild(const std::vector<std::string>& args, const std::string& outputPath) : m_outputPath(outputPath)
+    SimChild(const std::vector<std::string>& args, const std::string& outputPath)
+        : GatewayProcess(args, outputPath, "", LUMBRIX_SIM_BINARY)
     {
-        std::vector<std::string> command;
-        if (const char* wrapper = getenv("LUMBRIX_EXEC_WRAPPER")) {
-            std::istringstream words(wrapper);
-            for (std::string word; words >> word;) {
-                command.push_back(word);
-            }
-        }
-        command.push_back(LUMBRIX_SIM_BINARY);
-        command.insert(command.end(), args.begin(), args.end());
-        std::vector<char*> argv;
-        for (std::string& word : command) {
-            argv.push_back(word.data());
-        }
-        argv.push_back(nullptr);
-        m_pid = fork();
-        if (m_pid == 0) {
-            int fd = open(outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-            if (fd >= 0) {
-                dup2(fd, 1);
-                dup2(fd, 2);
-                close(fd);
-            }
-            execvp(argv[0], argv.data());
-            _exit(127);
-        }
-    }
-
-    ~SimChild()
-    {
-        if (m_pid > 0 && !m_exited) {
-            kill(m_pid, SIGKILL);
-            waitExit(5000);
-        }
     }
 
     // The exit code once the child ended within timeoutMs; -1 if it still
     // runs, -2 if it ended by a signal.
-    int waitExit(int timeoutMs)
+    int exitCode(int timeoutMs)
     {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-        while (!m_exited) {
-            int status = 0;
-            if (waitpid(m_pid, &status, WNOHANG) == m_pid) {
-                m_exited = true;
-                m_code = WIFEXITED(status) ? WEXITSTATUS(status) : -2;
-                break;
-            }
-            if (std::chrono::steady_clock::now() >= deadline) {
-                return -1;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        const int status = waitExit(timeoutMs);
+        if (!exited()) {
+            return -1;
         }
-        return m_code;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -2;
     }
 
-    void stop() { kill(m_pid, SIGTERM); }
-    std::string output() const { return readFile(m_outputPath); }
-
-private:
-    pid_t m_pid = -1;
-    bool m_exited = false;
-    int m_code = -1;
-    std::string m_outputPath;
+    void stop() { signal(SIGTERM); }
 };
 
 struct SimResult {
@@ -162,7 +113,7 @@ protected:
             args.insert(args.begin() + 1, {"--config", configPath});
         }
         SimChild child(args, dir.file("sim.out"));
-        int code = child.waitExit(10000);
+        int code = child.exitCode(10000);
         return {code, child.output()};
     }
 
@@ -237,7 +188,7 @@ TEST_F(SimulatorTest, EveryFamilyIsAnsweredThroughTheGateway)
     // Set gimbal speed is closed with CRC extra 150; the radio still takes it.
     EXPECT_NE(frames.find("RC_CMD_SET_GIMBAL_SPEED: speed 60"), std::string::npos) << frames;
     radio->stop();
-    EXPECT_EQ(radio->waitExit(5000), 0);
+    EXPECT_EQ(radio->exitCode(5000), 0);
 }
 
 TEST_F(SimulatorTest, RadioReportsReachTheApp)
@@ -250,7 +201,7 @@ TEST_F(SimulatorTest, RadioReportsReachTheApp)
     // a key event with a broken CRC that the gateway drops.
     SimResult reports = sim({"radio", "--listen", "127.0.0.1:0", "--reports", "20", "--rounds", "1", "--bad-crc"});
     EXPECT_EQ(reports.code, 0) << reports.output;
-    EXPECT_EQ(listener.waitExit(6000), 0) << listener.output();
+    EXPECT_EQ(listener.exitCode(6000), 0) << listener.output();
     const std::string out = listener.output();
     for (const char* text : {"RC_HARDWARE_STATE_NTFY", "righthorizontalvalue: -660", "RC_STATE_NTFY",
                              "chargingvoltage: 8400", "buttontype: RC_BUTTON_TYPE_ZOOM_IN", "NEST_STATUS_INFO_NTFY",

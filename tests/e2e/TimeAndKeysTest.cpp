@@ -27,13 +27,6 @@ constexpr uint8_t kApp = 32;
 constexpr uint8_t kAckCrc = 183;
 constexpr uint8_t kKeyCrc = 224;
 
-int64_t nowMs()
-{
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-               std::chrono::system_clock::now().time_since_epoch())
-        .count();
-}
-
 std::string utcSync(int32_t seq, uint64_t gpsTime)
 {
     qp::DroneUTCTimeSync body;
@@ -58,38 +51,6 @@ std::vector<uint8_t> ack(uint16_t msgid, uint8_t result)
 std::vector<uint8_t> keyEvent(uint8_t id, uint8_t time, uint8_t value, uint8_t status)
 {
     return radioFrame(0, kApp, kRc, 144, bytes({id, time, value, status, 0, 0, 0, 0}), kKeyCrc);
-}
-
-// The one envelope the gateway sends to the App next, with the header every
-// RC message carries.
-::testing::AssertionResult receiveRcEnvelope(GatewayHarness& h, qp::QuelbyMessage& out, int32_t headType,
-                                             uint32_t messageId, int32_t sequence)
-{
-    const int64_t before = nowMs();
-    std::string datagram;
-    if (!h.app.receive(datagram, 2000)) {
-        return ::testing::AssertionFailure() << "no App message; output:\n" << h.output();
-    }
-    if (!parseEnvelope(datagram, out)) {
-        return ::testing::AssertionFailure() << "not an envelope: " << hexOf(datagram);
-    }
-    const qp::CommonHead& head = out.head_data();
-    if (head.token() != "Remote" || head.head_type() != headType || head.device_id() != 0 ||
-        head.source_id() != 2 || static_cast<uint32_t>(head.message_id()) != messageId ||
-        head.message_sequence() != sequence || head.version() != 0 || head.time_stamp() < before - 5000 ||
-        head.time_stamp() > nowMs() + 1000) {
-        return ::testing::AssertionFailure() << "header: " << head.ShortDebugString();
-    }
-    return ::testing::AssertionSuccess();
-}
-
-std::vector<uint8_t> receiveFrame(GatewayHarness& h)
-{
-    std::string datagram;
-    if (!h.radio.receive(datagram, 2000)) {
-        return {};
-    }
-    return std::vector<uint8_t>(datagram.begin(), datagram.end());
 }
 
 // What the system-time handler prints for a frame: a blank line before
@@ -148,7 +109,7 @@ TEST(TimeSync, SystemTimeIsQueuedSentDumpedAndAcknowledgedInOrder)
 
     // An acknowledgement with nothing pending goes out with sequence 0.
     ASSERT_TRUE(h.sendFrame(ack(78, 0)));
-    ASSERT_TRUE(receiveRcEnvelope(h, env, 2, kRcSystemTime, 0));
+    ASSERT_TRUE(receiveEnvelope(h, env, 2, kRcSystemTime, 0));
     ASSERT_TRUE(parseBody(env, rsp));
     EXPECT_EQ(qp::SUCCESS, rsp.status_code());
     EXPECT_EQ(0, rsp.result_code());
@@ -176,13 +137,13 @@ TEST(TimeSync, SystemTimeIsQueuedSentDumpedAndAcknowledgedInOrder)
 
     // Answered first in, first out; an error carries its code.
     ASSERT_TRUE(h.sendFrame(ack(78, 0)));
-    ASSERT_TRUE(receiveRcEnvelope(h, env, 2, kRcSystemTime, 41));
+    ASSERT_TRUE(receiveEnvelope(h, env, 2, kRcSystemTime, 41));
     ASSERT_TRUE(parseBody(env, rsp));
     EXPECT_EQ(qp::SUCCESS, rsp.status_code());
     EXPECT_TRUE(h.waitForOutput("receive SUCCESS response, xolt msg id: 78,seq:41")) << h.output();
 
     ASSERT_TRUE(h.sendFrame(ack(78, 5)));
-    ASSERT_TRUE(receiveRcEnvelope(h, env, 2, kRcSystemTime, 42));
+    ASSERT_TRUE(receiveEnvelope(h, env, 2, kRcSystemTime, 42));
     ASSERT_TRUE(parseBody(env, rsp));
     EXPECT_EQ(qp::ERROR, rsp.status_code());
     EXPECT_EQ(5, rsp.result_code());
@@ -190,7 +151,7 @@ TEST(TimeSync, SystemTimeIsQueuedSentDumpedAndAcknowledgedInOrder)
 
     // A second acknowledgement of the same request finds the queue empty.
     ASSERT_TRUE(h.sendFrame(ack(78, 255)));
-    ASSERT_TRUE(receiveRcEnvelope(h, env, 2, kRcSystemTime, 0));
+    ASSERT_TRUE(receiveEnvelope(h, env, 2, kRcSystemTime, 0));
     ASSERT_TRUE(parseBody(env, rsp));
     EXPECT_EQ(qp::ERROR, rsp.status_code());
     EXPECT_EQ(255, rsp.result_code());
@@ -209,7 +170,7 @@ TEST(TimeSync, SystemTimeIsQueuedSentDumpedAndAcknowledgedInOrder)
     // A short acknowledgement reads what it does not carry as 0, not the
     // bytes behind it (its own CRC): success for the pending request.
     ASSERT_TRUE(h.sendFrame(radioFrame(0, kApp, kRc, 110, bytes({78, 0}), kAckCrc)));
-    ASSERT_TRUE(receiveRcEnvelope(h, env, 2, kRcSystemTime, 43));
+    ASSERT_TRUE(receiveEnvelope(h, env, 2, kRcSystemTime, 43));
     ASSERT_TRUE(parseBody(env, rsp));
     EXPECT_EQ(qp::SUCCESS, rsp.status_code());
     EXPECT_EQ(0, rsp.result_code());
@@ -239,7 +200,7 @@ TEST(RcKeys, EveryMappedKeyBecomesOneButtonEvent)
         SCOPED_TRACE(static_cast<int>(row.keyId));
         ASSERT_TRUE(h.sendFrame(keyEvent(row.keyId, 3, 200, 1)));
         qp::QuelbyMessage env;
-        ASSERT_TRUE(receiveRcEnvelope(h, env, 4, kButtonInfoNtfy, 0));
+        ASSERT_TRUE(receiveEnvelope(h, env, 4, kButtonInfoNtfy, 0));
         // The event itself is the data, no RspMessage around it.
         qp::RCHardwareButtonInfoNtfy event;
         ASSERT_TRUE(parseBody(env, event));
@@ -274,7 +235,7 @@ TEST(RcKeys, UnmappedAndShortKeyFrames)
     // the frame's CRC behind it.
     ASSERT_TRUE(h.sendFrame(radioFrame(0, kApp, kRc, 144, bytes({10}), kKeyCrc)));
     qp::QuelbyMessage env;
-    ASSERT_TRUE(receiveRcEnvelope(h, env, 4, kButtonInfoNtfy, 0));
+    ASSERT_TRUE(receiveEnvelope(h, env, 4, kButtonInfoNtfy, 0));
     qp::RCHardwareButtonInfoNtfy event;
     ASSERT_TRUE(parseBody(env, event));
     EXPECT_EQ(qp::RC_BUTTON_TYPE_ZOOM_OUT, event.buttontype());
@@ -282,7 +243,7 @@ TEST(RcKeys, UnmappedAndShortKeyFrames)
 
     // Still serving.
     ASSERT_TRUE(h.sendFrame(keyEvent(4, 0, 0, 0)));
-    ASSERT_TRUE(receiveRcEnvelope(h, env, 4, kButtonInfoNtfy, 0));
+    ASSERT_TRUE(receiveEnvelope(h, env, 4, kButtonInfoNtfy, 0));
 }
 
 } // namespace

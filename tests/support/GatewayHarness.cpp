@@ -71,3 +71,43 @@ bool udpPortBound(uint16_t port)
     snprintf(local, sizeof(local), "0100007F:%04X ", port);
     return readFile("/proc/net/udp").find(local) != std::string::npos;
 }
+
+int64_t nowMs()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+std::vector<uint8_t> receiveFrame(GatewayHarness& h)
+{
+    std::string datagram;
+    if (!h.radio.receive(datagram, 2000)) {
+        return {};
+    }
+    return std::vector<uint8_t>(datagram.begin(), datagram.end());
+}
+
+testing::AssertionResult receiveEnvelope(GatewayHarness& h, quelby::protocol::QuelbyMessage& out, int32_t headType,
+                                         uint32_t messageId, int32_t sequence, std::string* raw,
+                                         const std::string& token)
+{
+    const int64_t before = nowMs();
+    std::string datagram;
+    if (!h.app.receive(datagram, 2000)) {
+        return testing::AssertionFailure() << "no App message; output:\n" << h.output();
+    }
+    if (raw != nullptr) {
+        *raw = datagram;
+    }
+    if (!parseEnvelope(datagram, out)) {
+        return testing::AssertionFailure() << "not an envelope: " << hexOf(datagram);
+    }
+    const quelby::protocol::CommonHead& head = out.head_data();
+    if (head.token() != token || head.head_type() != headType || head.device_id() != 0 || head.source_id() != 2 ||
+        static_cast<uint32_t>(head.message_id()) != messageId || head.message_sequence() != sequence ||
+        head.version() != 0 || head.time_stamp() < before - 5000 || head.time_stamp() > nowMs() + 1000) {
+        return testing::AssertionFailure() << "header: " << head.ShortDebugString();
+    }
+    return testing::AssertionSuccess();
+}

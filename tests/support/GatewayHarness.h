@@ -5,7 +5,10 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "GatewayProcess.h"
+#include "TestMessages.h"
 #include "TempDir.h"
 #include "UdpPeer.h"
 
@@ -48,6 +51,20 @@ public:
     std::string outputPath = dir.file("stdout.txt");
     std::unique_ptr<GatewayProcess> process;
 };
+
+// Wall-clock milliseconds, as the gateway stamps its envelopes.
+int64_t nowMs();
+
+// The next frame the gateway sends to the radio side; empty after 2 s.
+std::vector<uint8_t> receiveFrame(GatewayHarness& h);
+
+// The next envelope the gateway sends to the App, checked for the header
+// every outgoing message carries: the token, head type, message id and
+// sequence given, device 0, source 2, version 0, a time stamp of now. The
+// datagram itself goes to raw when given.
+testing::AssertionResult receiveEnvelope(GatewayHarness& h, quelby::protocol::QuelbyMessage& out, int32_t headType,
+                                         uint32_t messageId, int32_t sequence, std::string* raw = nullptr,
+                                         const std::string& token = "Remote");
 
 // True when some socket is bound to 127.0.0.1:port for UDP.
 bool udpPortBound(uint16_t port);

@@ -22,7 +22,7 @@ std::string gatewayBinary()
 }
 
 GatewayProcess::GatewayProcess(const std::vector<std::string>& args, const std::string& outputPath,
-                               const std::string& workDir)
+                               const std::string& workDir, const std::string& program)
     : m_outputPath(outputPath)
 {
     // LUMBRIX_EXEC_WRAPPER, when set, is a command (words separated by blanks)
@@ -36,7 +36,7 @@ GatewayProcess::GatewayProcess(const std::vector<std::string>& args, const std::
             command.push_back(word);
         }
     }
-    command.push_back(gatewayBinary());
+    command.push_back(program);
     command.insert(command.end(), args.begin(), args.end());
     std::vector<char*> argv;
     for (std::string& word : command) {

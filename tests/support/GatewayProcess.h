@@ -5,6 +5,10 @@
 #include <sys/types.h>
 #include <vector>
 
+// The gateway the tests start: LUMBRIX_GATEWAY when set (for example a
+// cross-built one, run through LUMBRIX_EXEC_WRAPPER), else the one built here.
+std::string gatewayBinary();
+
 // The real lumbrix binary run as a child process, its standard output and
 // error captured in a file. The child is killed (SIGKILL) when the object
 // goes, if it still runs; then, if the child printed a sanitizer report
@@ -13,8 +17,9 @@
 class GatewayProcess {
 public:
     // args are passed after the program name; output goes to outputPath.
+    // program defaults to the gateway; the simulator's tests start theirs.
     GatewayProcess(const std::vector<std::string>& args, const std::string& outputPath,
-                   const std::string& workDir = "");
+                   const std::string& workDir = "", const std::string& program = gatewayBinary());
     ~GatewayProcess();
     GatewayProcess(const GatewayProcess&) = delete;
     GatewayProcess& operator=(const GatewayProcess&) = delete;
@@ -40,10 +45,6 @@ private:
     int m_status = 0;
     std::string m_outputPath;
 };
-
-// The gateway the tests start: LUMBRIX_GATEWAY when set (for example a
-// cross-built one, run through LUMBRIX_EXEC_WRAPPER), else the one built here.
-std::string gatewayBinary();
 
 // Polls a file until it contains text, at most timeoutMs.
 bool waitForFileText(const std::string& path, const std::string& text, int timeoutMs);
