@@ -1,8 +1,5 @@
 #include "Xolt2ProtobufHandleBase.h"
 
-#include <algorithm>
-#include <cstring>
-
 #include "XoltProtocol.h"
 
 CXolt2ProtobufHandleBase::CXolt2ProtobufHandleBase() : m_ulMsgType(0) {}
@@ -21,12 +18,4 @@ bool CXolt2ProtobufHandleBase::acceptFrame(const __xolt_message_head* head, cons
         return false;
     }
     return true;
-}
-
-size_t CXolt2ProtobufHandleBase::copyPayload(const __xolt_message_head* head, void* record, size_t size)
-{
-    const size_t carried = std::min<size_t>({head->len, XOLT_MAX_PAYLOAD_LEN, size});
-    std::memset(record, 0, size);
-    std::memcpy(record, xolt_payload(head), carried);
-    return carried;
 }

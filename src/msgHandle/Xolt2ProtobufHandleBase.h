@@ -14,6 +14,11 @@ struct __xolt_message_head;
 // m_ulMsgType. The handler manager creates the handlers through
 // CReflex<CXolt2ProtobufHandleBase> under keys "Xolt2Protobuf.<name>" and owns
 // them; a handler keeps no state of its own beyond what CGlobalStatus holds.
+//
+// Handlers read their fields at fixed payload offsets of the receive record,
+// whatever the frame's length: in a frame shorter than its message the next
+// bytes are its own two CRC bytes, then whatever the record held before. The
+// record is 520 payload bytes long, so no fixed offset reads past it.
 class CXolt2ProtobufHandleBase {
 public:
     CXolt2ProtobufHandleBase();
@@ -34,11 +39,6 @@ protected:
     // caller's file and line, and returns false.
     bool acceptFrame(const __xolt_message_head* head, const char* nullText = "rc_key msg, the msg is null.",
                      const char* file = __builtin_FILE(), int line = __builtin_LINE()) const;
-
-    // Copies the frame's payload into a record of size bytes; bytes the frame
-    // did not carry read as 0, bytes beyond the record are not read. Returns
-    // how many bytes were copied.
-    static size_t copyPayload(const __xolt_message_head* head, void* record, size_t size);
 
     uint32_t m_ulMsgType;
 };

@@ -355,23 +355,4 @@ TEST_F(NestTest, AnswersTakeTheirRequestsSequencesFirstInFirstOut)
     EXPECT_TRUE(h.waitForOutput("Sequence Map is Empty!"));
 }
 
-TEST_F(NestTest, ShortAcknowledgementsAreDroppedWithoutConsumingASequence)
-{
-    frameFor(appRequest(0xC0001, 9, nestCommand(1, 1).get()));
-
-    ASSERT_TRUE(h.sendFrame(ackFrame(0, {})));
-    EXPECT_TRUE(h.waitForOutput("Nest command ack without a command, length: 0"));
-    ASSERT_TRUE(h.sendFrame(ackFrame(1, bytes({1}))));
-    EXPECT_TRUE(h.waitForOutput("Nest command ack without a result, command: 1"));
-    // Command 5 needs no result byte.
-    QuelbyMessage answer = answerTo(ackFrame(2, bytes({5})));
-    expectResponseHead(answer, 0, 0);
-    EXPECT_FALSE(answer.has_data());
-    EXPECT_TRUE(h.waitForOutput("case NEST_CMD_MOTOR_DRV_RESET"));
-
-    answer = answerTo(ackFrame(3, bytes({1, 0})));
-    expectResponseHead(answer, 0xC0001, 9);
-    EXPECT_EQ(0u, h.app.drain(100).size());
-}
-
 } // namespace

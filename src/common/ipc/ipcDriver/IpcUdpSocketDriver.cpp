@@ -168,7 +168,7 @@ int CIpcUdpSocketDriver::sendData(int sockfd, const char* data, int len, const s
     addr.sin_port = htons(port);
     addr.sin_addr = sendAddress(ip);
     const ssize_t sent = sendto(sockfd, data, len, 0, reinterpret_cast<sockaddr*>(&addr), sizeof(addr));
-    if (len >= 0 && sent == len) {
+    if (sent == len) {
         return 0;
     }
     perror("CIpcUdpSocketDriver::sendData sendto");

@@ -67,10 +67,6 @@ int32_t CXoltNestCommandRsp::handleMsg(__xolt_message_head* head)
     }
     // Payload: command number, then the result (0 success, else the error code).
     const uint8_t* payload = xolt_payload(head);
-    if (head->len < 1) {
-        KS_LOG_WARN("Nest command ack without a command, length: " << head->len);
-        return 0;
-    }
     const uint8_t command = payload[0];
     const TNestAck* ack = findAck(command);
     if (ack == nullptr) {
@@ -83,10 +79,6 @@ int32_t CXoltNestCommandRsp::handleMsg(__xolt_message_head* head)
         return 0;
     }
 
-    if (head->len < 2) {
-        KS_LOG_WARN("Nest command ack without a result, command: " << static_cast<int>(command));
-        return 0;
-    }
     const uint8_t result = payload[1];
     int sequence = 0;
     if (!CGlobalStatus::popSequence(ack->queueKey, sequence)) {
