@@ -1,30 +1,7 @@
 #include "MessageSession.h"
 
-std::recursive_mutex CMessageSession::ms_mutexInstance;
-CMessageSession* CMessageSession::ms_pInstance = nullptr;
 
 CMessageSession::CMessageSession() : m_aiSessionID(0) {}
-
-CMessageSession* CMessageSession::getInstance()
-{
-    if (ms_pInstance == nullptr) {
-        std::lock_guard<std::recursive_mutex> lock(ms_mutexInstance);
-        if (ms_pInstance == nullptr) {
-            ms_pInstance = new CMessageSession();
-        }
-    }
-    return ms_pInstance;
-}
-
-void CMessageSession::destroy()
-{
-    if (ms_pInstance == nullptr) {
-        return;
-    }
-    std::lock_guard<std::recursive_mutex> lock(ms_mutexInstance);
-    delete ms_pInstance;
-    ms_pInstance = nullptr;
-}
 
 int CMessageSession::init()
 {

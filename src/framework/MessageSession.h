@@ -6,16 +6,16 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include "KsSingleton.h"
 
 // Session-number singleton kept beside the global status. It owns one
 // atomic session counter and a (so far unused) table of per-session message
 // contexts. The recursive mutex guards only creation and destruction of the
 // instance; the counter is atomic.
-class CMessageSession {
-public:
-    static CMessageSession* getInstance();
-    static void destroy();
+class CMessageSession : public CKsSingleton<CMessageSession, std::recursive_mutex> {
+    friend class CKsSingleton<CMessageSession, std::recursive_mutex>;
 
+public:
     int init();
     int release();
 
@@ -32,9 +32,6 @@ private:
     ~CMessageSession() = default;
     CMessageSession(const CMessageSession&) = delete;
     CMessageSession& operator=(const CMessageSession&) = delete;
-
-    static std::recursive_mutex ms_mutexInstance;
-    static CMessageSession* ms_pInstance;
 
     std::atomic<int32_t> m_aiSessionID;
     std::map<int32_t, std::map<int32_t, std::shared_ptr<CMessageSession>>> m_mapSessionMsgContext;

@@ -12,9 +12,6 @@
 #include "Reflex.h"
 #include "ServiceBase.h"
 
-CLumbrixMainCtrl* CLumbrixMainCtrl::ms_pInstance = nullptr;
-std::recursive_mutex CLumbrixMainCtrl::ms_mutexInstance;
-
 namespace {
 
 // A new object of the class registered under exactly key, or null.
@@ -27,30 +24,13 @@ T* createByKey(const std::string& key)
 
 } // namespace
 
-CLumbrixMainCtrl* CLumbrixMainCtrl::getInstance()
+CLumbrixMainCtrl::~CLumbrixMainCtrl()
 {
-    if (ms_pInstance != nullptr) {
-        return ms_pInstance;
+    // The services go last-created first, then the configuration.
+    while (!m_vecService.empty()) {
+        m_vecService.pop_back();
     }
-    std::lock_guard<std::recursive_mutex> lock(ms_mutexInstance);
-    if (ms_pInstance == nullptr) {
-        ms_pInstance = new (std::nothrow) CLumbrixMainCtrl();
-    }
-    return ms_pInstance;
-}
-
-void CLumbrixMainCtrl::destroy()
-{
-    if (ms_pInstance == nullptr) {
-        return;
-    }
-    std::lock_guard<std::recursive_mutex> lock(ms_mutexInstance);
-    while (!ms_pInstance->m_vecService.empty()) {
-        ms_pInstance->m_vecService.pop_back();
-    }
-    ms_pInstance->m_spConfig.reset();
-    delete ms_pInstance;
-    ms_pInstance = nullptr;
+    m_spConfig.reset();
 }
 
 int CLumbrixMainCtrl::init(const char* configFile)

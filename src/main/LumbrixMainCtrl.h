@@ -5,6 +5,8 @@
 #include <mutex>
 #include <vector>
 
+#include "KsSingleton.h"
+
 class CLumbrixConfig;
 class ICServiceBase;
 
@@ -14,11 +16,10 @@ class ICServiceBase;
 // configuration and the service entities that started; the client manager
 // owns the clients. The process has no orderly shutdown: init runs once and
 // mainLoop parks the main thread until a signal ends the process.
-class CLumbrixMainCtrl {
-public:
-    static CLumbrixMainCtrl* getInstance();
-    static void destroy();
+class CLumbrixMainCtrl : public CKsSingleton<CLumbrixMainCtrl, std::recursive_mutex> {
+    friend class CKsSingleton<CLumbrixMainCtrl, std::recursive_mutex>;
 
+public:
     // 0 on success, -1 on a failed stage, -3 when the configuration object
     // could not be created.
     int init(const char* configFile);
@@ -27,16 +28,13 @@ public:
 
 private:
     CLumbrixMainCtrl() = default;
-    ~CLumbrixMainCtrl() = default;
+    ~CLumbrixMainCtrl();
 
     void startClients();
     void startServices();
 
     std::shared_ptr<CLumbrixConfig> m_spConfig;
     std::vector<std::shared_ptr<ICServiceBase>> m_vecService;
-
-    static CLumbrixMainCtrl* ms_pInstance;
-    static std::recursive_mutex ms_mutexInstance;
 };
 
 #endif

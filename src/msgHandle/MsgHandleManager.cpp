@@ -7,8 +7,6 @@
 #include "XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
-std::recursive_mutex CMsgHandleManager::ms_mutexInstance;
-CMsgHandleManager* CMsgHandleManager::ms_pInstance = nullptr;
 
 namespace {
 
@@ -30,27 +28,6 @@ void createHandles(const char* prefix, Register registerHandle)
 }
 
 } // namespace
-
-CMsgHandleManager* CMsgHandleManager::getInstance()
-{
-    if (ms_pInstance == nullptr) {
-        std::lock_guard<std::recursive_mutex> lock(ms_mutexInstance);
-        if (ms_pInstance == nullptr) {
-            ms_pInstance = new CMsgHandleManager();
-        }
-    }
-    return ms_pInstance;
-}
-
-void CMsgHandleManager::destroy()
-{
-    std::lock_guard<std::recursive_mutex> lock(ms_mutexInstance);
-    if (ms_pInstance == nullptr) {
-        return;
-    }
-    delete ms_pInstance;
-    ms_pInstance = nullptr;
-}
 
 int CMsgHandleManager::init()
 {

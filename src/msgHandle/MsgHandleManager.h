@@ -8,6 +8,7 @@
 
 #include "Protobuf2XoltHandleBase.h"
 #include "Xolt2ProtobufHandleBase.h"
+#include "KsSingleton.h"
 
 // The one place that decides which handler takes a message. init() creates
 // every handler the factory registry knows under "Protobuf2Xolt" and
@@ -15,11 +16,10 @@
 // services then hand each parsed message to handleProtobufMsg or
 // handleXoltMsg. The manager owns the handlers through its two maps, which
 // are written during start-up only and read without locks afterwards.
-class CMsgHandleManager {
-public:
-    static CMsgHandleManager* getInstance();
-    static void destroy();
+class CMsgHandleManager : public CKsSingleton<CMsgHandleManager, std::recursive_mutex> {
+    friend class CKsSingleton<CMsgHandleManager, std::recursive_mutex>;
 
+public:
     int init();
     int release();
 
@@ -39,9 +39,6 @@ private:
     ~CMsgHandleManager() = default;
     CMsgHandleManager(const CMsgHandleManager&) = delete;
     CMsgHandleManager& operator=(const CMsgHandleManager&) = delete;
-
-    static std::recursive_mutex ms_mutexInstance;
-    static CMsgHandleManager* ms_pInstance;
 
     std::map<uint32_t, std::shared_ptr<CProtobuf2XoltHandleBase>> m_mapProtobuf2XoltHandle;
     std::map<uint32_t, std::shared_ptr<CXolt2ProtobufHandleBase>> m_mapXolt2ProtobufHandle;

@@ -167,8 +167,6 @@ const char* CKsLog::CLineText::text() const
     return m_pBuffer->text();
 }
 
-std::mutex CKsLog::ms_mutexInstance;
-std::atomic<CKsLog*> CKsLog::ms_pInstance{nullptr};
 CKsIDNameMap CKsLog::ms_idNameMapLogLevel(LOG_LEVEL_NAMES);
 int CKsLog::ms_iLogLevel = E_LOG_LEVEL_DEBUG;
 std::map<int, int> CKsLog::ms_mapSdkLogLevel;
@@ -182,26 +180,6 @@ CKsLog::~CKsLog()
         fclose(m_pFile);
         m_pFile = nullptr;
     }
-}
-
-CKsLog* CKsLog::getInstance()
-{
-    CKsLog* instance = ms_pInstance.load();
-    if (instance == nullptr) {
-        std::lock_guard<std::mutex> lock(ms_mutexInstance);
-        instance = ms_pInstance.load();
-        if (instance == nullptr) {
-            instance = new CKsLog();
-            ms_pInstance.store(instance);
-        }
-    }
-    return instance;
-}
-
-void CKsLog::destroy()
-{
-    std::lock_guard<std::mutex> lock(ms_mutexInstance);
-    delete ms_pInstance.exchange(nullptr);
 }
 
 void CKsLog::writeLog(int level, const std::string& text)

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "KsIDNameMap.h"
+#include "KsSingleton.h"
 
 enum {
     E_LOG_LEVEL_ERROR = 0,
@@ -23,7 +24,9 @@ enum {
 // storage targets (internal "mnt" and the external card "SD0"); every thread
 // writes through writeLog, which serialises on a recursive mutex. The global
 // level is a plain static read without locking by every call site.
-class CKsLog {
+class CKsLog : public CKsSingleton<CKsLog> {
+    friend class CKsSingleton<CKsLog>;
+
 public:
     // One storage target's settings.
     class CLogConfig {
@@ -64,9 +67,6 @@ public:
         bool m_bOwned;
     };
 
-    static CKsLog* getInstance();
-    static void destroy();
-
     static void setLogLevel(int level) { ms_iLogLevel = level; }
     static int getLogLevel() { return ms_iLogLevel; }
 
@@ -101,8 +101,6 @@ private:
     CLogConfig* m_pCurLogConfig;
     FILE* m_pFile;
 
-    static std::mutex ms_mutexInstance;
-    static std::atomic<CKsLog*> ms_pInstance;
     static int ms_iLogLevel;
     static std::map<int, int> ms_mapSdkLogLevel;
     static std::recursive_mutex ms_mutexLogLevel;

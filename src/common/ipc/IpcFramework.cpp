@@ -10,28 +10,6 @@
 #include "IpcUdpSocketDriver.h"
 #include "KsLog.h"
 
-std::atomic<CIpcFramework*> CIpcFramework::ms_pInstance{nullptr};
-std::mutex CIpcFramework::ms_mutexInstance;
-
-CIpcFramework* CIpcFramework::getInstance()
-{
-    CIpcFramework* instance = ms_pInstance.load();
-    if (instance == nullptr) {
-        std::lock_guard<std::mutex> lock(ms_mutexInstance);
-        instance = ms_pInstance.load();
-        if (instance == nullptr) {
-            instance = new (std::nothrow) CIpcFramework();
-            ms_pInstance.store(instance);
-        }
-    }
-    return instance;
-}
-
-void CIpcFramework::destroy()
-{
-    std::lock_guard<std::mutex> lock(ms_mutexInstance);
-    delete ms_pInstance.exchange(nullptr);
-}
 
 CIpcFramework::~CIpcFramework()
 {

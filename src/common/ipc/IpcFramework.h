@@ -8,6 +8,7 @@
 #include <string>
 
 #include "IpcHandleBase.h"
+#include "KsSingleton.h"
 
 class CEventLoop;
 
@@ -16,11 +17,10 @@ class CEventLoop;
 // loop keeps only raw pointers, so a handle lives here until unregistered).
 // Client handles are owned by whoever created them: their sockets are never
 // registered, so replies to them are never read.
-class CIpcFramework {
-public:
-    static CIpcFramework* getInstance();
-    static void destroy();
+class CIpcFramework : public CKsSingleton<CIpcFramework> {
+    friend class CKsSingleton<CIpcFramework>;
 
+public:
     // Starts the event loop and fills the driver manager; once per process.
     int init();
     // Unregisters and drops every handle and stops the loop, whose thread
@@ -57,10 +57,6 @@ private:
     // The loop thread registers accepted TCP connections while the main
     // thread may register endpoints.
     std::mutex m_mutexHandle;
-
-    // Read on every send without the lock once it is set.
-    static std::atomic<CIpcFramework*> ms_pInstance;
-    static std::mutex ms_mutexInstance;
 };
 
 #endif

@@ -2,26 +2,6 @@
 
 #include "KsLog.h"
 
-std::mutex CClientEntityManager::ms_mutexInstance;
-CClientEntityManager* CClientEntityManager::ms_pInstance = nullptr;
-
-CClientEntityManager* CClientEntityManager::getInstance()
-{
-    if (ms_pInstance == nullptr) {
-        std::lock_guard<std::mutex> lock(ms_mutexInstance);
-        if (ms_pInstance == nullptr) {
-            ms_pInstance = new CClientEntityManager();
-        }
-    }
-    return ms_pInstance;
-}
-
-void CClientEntityManager::destroy()
-{
-    std::lock_guard<std::mutex> lock(ms_mutexInstance);
-    delete ms_pInstance;
-    ms_pInstance = nullptr;
-}
 
 int CClientEntityManager::init()
 {

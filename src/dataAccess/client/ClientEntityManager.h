@@ -6,16 +6,16 @@
 #include <vector>
 
 #include "ClientBase.h"
+#include "KsSingleton.h"
 
 // Owns the started client entities, one slot per service id (0 to 3), and
 // sends on their behalf. Every handler addresses its peer only by service
 // id through sendData. The slots are filled during start-up and read
 // without locks afterwards; sending itself needs no lock.
-class CClientEntityManager {
-public:
-    static CClientEntityManager* getInstance();
-    static void destroy();
+class CClientEntityManager : public CKsSingleton<CClientEntityManager> {
+    friend class CKsSingleton<CClientEntityManager>;
 
+public:
     // Makes exactly one slot per service id 0 to 3.
     int init();
     int release();
@@ -32,9 +32,6 @@ private:
     ~CClientEntityManager() = default;
     CClientEntityManager(const CClientEntityManager&) = delete;
     CClientEntityManager& operator=(const CClientEntityManager&) = delete;
-
-    static std::mutex ms_mutexInstance;
-    static CClientEntityManager* ms_pInstance;
 
     std::vector<std::shared_ptr<ICClientBase>> m_vecClient;
 };

@@ -6,28 +6,6 @@
 #include "IpcHandleBase.h"
 #include "Reflex.h"
 
-std::atomic<CIpcDriverManager*> CIpcDriverManager::ms_pInstance{nullptr};
-std::mutex CIpcDriverManager::ms_mutexInstance;
-
-CIpcDriverManager* CIpcDriverManager::getInstance()
-{
-    CIpcDriverManager* instance = ms_pInstance.load();
-    if (instance == nullptr) {
-        std::lock_guard<std::mutex> lock(ms_mutexInstance);
-        instance = ms_pInstance.load();
-        if (instance == nullptr) {
-            instance = new CIpcDriverManager();
-            ms_pInstance.store(instance);
-        }
-    }
-    return instance;
-}
-
-void CIpcDriverManager::destroy()
-{
-    std::lock_guard<std::mutex> lock(ms_mutexInstance);
-    delete ms_pInstance.exchange(nullptr);
-}
 
 int CIpcDriverManager::init()
 {

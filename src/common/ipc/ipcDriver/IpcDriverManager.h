@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "IpcDriverBase.h"
+#include "KsSingleton.h"
 
 class CIpcHandleBase;
 
@@ -13,11 +14,10 @@ class CIpcHandleBase;
 // once by init() from the factory registry and only read afterwards (on the
 // event-loop thread). The drivers are process singletons: the manager shares
 // them but never deletes them.
-class CIpcDriverManager {
-public:
-    static CIpcDriverManager* getInstance();
-    static void destroy();
+class CIpcDriverManager : public CKsSingleton<CIpcDriverManager> {
+    friend class CKsSingleton<CIpcDriverManager>;
 
+public:
     int init();
     void release();
 
@@ -30,10 +30,6 @@ private:
     CIpcDriverManager() = default;
 
     std::map<int, SPIpcDriverBase> m_mapIpcDriver;
-
-    // Read on every event without the lock once it is set.
-    static std::atomic<CIpcDriverManager*> ms_pInstance;
-    static std::mutex ms_mutexInstance;
 };
 
 #endif

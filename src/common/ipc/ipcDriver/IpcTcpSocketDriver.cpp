@@ -11,8 +11,6 @@
 #include "IpcHandleBase.h"
 #include "KsLog.h"
 
-std::atomic<CIpcTcpSocketDriver*> CIpcTcpSocketDriver::ms_pInstance(nullptr);
-std::recursive_mutex CIpcTcpSocketDriver::ms_mutexInstance;
 CReflexRegister<CIpcDriverBase> CIpcTcpSocketDriver::ms_reflexRegister("IpcEventHandle.tcp",
                                                                        &CIpcTcpSocketDriver::create);
 
@@ -28,23 +26,6 @@ sockaddr_in makeAddress(const std::string& ip, unsigned short port)
     addr.sin_addr.s_addr = inet_addr(ip.c_str());
     return addr;
 }
-}
-
-CIpcTcpSocketDriver* CIpcTcpSocketDriver::getInstance()
-{
-    if (ms_pInstance == nullptr) {
-        std::lock_guard<std::recursive_mutex> lock(ms_mutexInstance);
-        if (ms_pInstance == nullptr) {
-            ms_pInstance = new CIpcTcpSocketDriver();
-        }
-    }
-    return ms_pInstance;
-}
-
-void CIpcTcpSocketDriver::destroy()
-{
-    std::lock_guard<std::recursive_mutex> lock(ms_mutexInstance);
-    delete ms_pInstance.exchange(nullptr);
 }
 
 void* CIpcTcpSocketDriver::create()

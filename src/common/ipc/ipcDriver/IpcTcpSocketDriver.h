@@ -7,6 +7,7 @@
 
 #include "IpcDriverBase.h"
 #include "Reflex.h"
+#include "KsSingleton.h"
 
 // The TCP driver, a process singleton serving listening sockets (type TCP)
 // and connected ones (type TCP client). A ready listening socket accepts one
@@ -15,10 +16,10 @@
 // it. A ready connection is read once into a stack buffer and handed to its
 // handle; end of stream or an error calls onClosed(), unregisters the handle
 // and closes its socket. It keeps no state of its own.
-class CIpcTcpSocketDriver : public CIpcDriverBase {
+class CIpcTcpSocketDriver : public CIpcDriverBase, public CKsSingleton<CIpcTcpSocketDriver, std::recursive_mutex> {
+    friend class CKsSingleton<CIpcTcpSocketDriver, std::recursive_mutex>;
+
 public:
-    static CIpcTcpSocketDriver* getInstance();
-    static void destroy();
     // Registry creator: always the one instance.
     static void* create();
 
@@ -41,8 +42,6 @@ private:
     int acceptConnection(CIpcHandleBase* listener);
     int readConnection(CIpcHandleBase* handle);
 
-    static std::atomic<CIpcTcpSocketDriver*> ms_pInstance;
-    static std::recursive_mutex ms_mutexInstance;
     static CReflexRegister<CIpcDriverBase> ms_reflexRegister;
 };
 

@@ -62,27 +62,8 @@ in_addr sendAddress(const std::string& ip)
 
 } // namespace
 
-std::atomic<CIpcUdpSocketDriver*> CIpcUdpSocketDriver::ms_pInstance(nullptr);
-std::recursive_mutex CIpcUdpSocketDriver::ms_mutexInstance;
 CReflexRegister<CIpcDriverBase> CIpcUdpSocketDriver::ms_reflexRegister("IpcEventHandle.udp",
                                                                        &CIpcUdpSocketDriver::create);
-
-CIpcUdpSocketDriver* CIpcUdpSocketDriver::getInstance()
-{
-    if (ms_pInstance == nullptr) {
-        std::lock_guard<std::recursive_mutex> lock(ms_mutexInstance);
-        if (ms_pInstance == nullptr) {
-            ms_pInstance = new CIpcUdpSocketDriver();
-        }
-    }
-    return ms_pInstance;
-}
-
-void CIpcUdpSocketDriver::destroy()
-{
-    std::lock_guard<std::recursive_mutex> lock(ms_mutexInstance);
-    delete ms_pInstance.exchange(nullptr);
-}
 
 void* CIpcUdpSocketDriver::create()
 {

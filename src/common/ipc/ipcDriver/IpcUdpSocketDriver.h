@@ -7,6 +7,7 @@
 
 #include "IpcDriverBase.h"
 #include "Reflex.h"
+#include "KsSingleton.h"
 
 // The UDP driver, a process singleton: opens bound server sockets and
 // unbound client sockets (their descriptors belong to the caller), reads one
@@ -14,10 +15,10 @@
 // handle, remembering the sender in the handle, and sends datagrams. Its
 // only state is, per sending thread, the parsed form of the last destination
 // address.
-class CIpcUdpSocketDriver : public CIpcDriverBase {
+class CIpcUdpSocketDriver : public CIpcDriverBase, public CKsSingleton<CIpcUdpSocketDriver, std::recursive_mutex> {
+    friend class CKsSingleton<CIpcUdpSocketDriver, std::recursive_mutex>;
+
 public:
-    static CIpcUdpSocketDriver* getInstance();
-    static void destroy();
     // Registry creator: always the one instance.
     static void* create();
 
@@ -38,8 +39,6 @@ public:
 private:
     CIpcUdpSocketDriver() = default;
 
-    static std::atomic<CIpcUdpSocketDriver*> ms_pInstance;
-    static std::recursive_mutex ms_mutexInstance;
     static CReflexRegister<CIpcDriverBase> ms_reflexRegister;
 };
 
