@@ -8,6 +8,7 @@
 
 #include "ClientBase.h"
 #include "ClientEntityManager.h"
+#include "IpcDriverManager.h"
 #include "TestLog.h"
 #include "UdpClient.h"
 #include "UdpPeer.h"
@@ -33,6 +34,8 @@ protected:
     void SetUp() override
     {
         useTestLog(m_dir);
+        // The drivers that send, as the framework's start-up fills them in.
+        CIpcDriverManager::getInstance()->init();
         ASSERT_EQ(0, manager()->init());
     }
 

@@ -63,6 +63,7 @@ public:
     explicit CRecordingDriver(int type) : m_iType(type) {}
 
     int getDriverType() override { return m_iType; }
+    int sendData(int, const char*, int, const sockaddr_in&) override { return 0; }
 
     int handleEvent(int eventType, CIpcHandleBase* handle) override
     {

@@ -1,12 +1,6 @@
-// The shortcuts taken on the per-datagram and per-line paths give what the
-// plain library calls gave: the sender's address text, the destination of
-// each datagram, and the text and time of every log line.
-
-#include <arpa/inet.h>
+// The shortcuts taken on the per-line path give what the plain library
+// calls gave: the text and time of every log line.
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <iomanip>
@@ -15,108 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "IpcUdpSocketDriver.h"
 #include "KsLog.h"
 #include "KsTime.h"
 #include "TempDir.h"
-
-namespace {
-
-// A UDP socket bound to ip on a free port, with a bounded receive.
-class CBoundSocket {
-public:
-    explicit CBoundSocket(const char* ip)
-    {
-        m_fd = socket(AF_INET, SOCK_DGRAM, 0);
-        sockaddr_in addr = {};
-        addr.sin_family = AF_INET;
-        inet_aton(ip, &addr.sin_addr);
-        socklen_t len = sizeof(addr);
-        m_bBound = bind(m_fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) == 0 &&
-                   getsockname(m_fd, reinterpret_cast<sockaddr*>(&addr), &len) == 0;
-        m_port = ntohs(addr.sin_port);
-        timeval timeout = {2, 0};
-        setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout));
-    }
-    ~CBoundSocket() { close(m_fd); }
-
-    bool bound() const { return m_bBound; }
-    int fd() const { return m_fd; }
-    uint16_t port() const { return m_port; }
-
-    void sendTo(uint16_t port, const std::string& data) const
-    {
-        sockaddr_in to = {};
-        to.sin_family = AF_INET;
-        to.sin_port = htons(port);
-        to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        sendto(m_fd, data.data(), data.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof(to));
-    }
-
-    // The next datagram, or "<none>" after the time-out.
-    std::string receive() const
-    {
-        char buf[256];
-        const ssize_t n = recv(m_fd, buf, sizeof(buf), 0);
-        return n < 0 ? "<none>" : std::string(buf, static_cast<size_t>(n));
-    }
-
-private:
-    int m_fd = -1;
-    bool m_bBound = false;
-    uint16_t m_port = 0;
-};
-
-CIpcUdpSocketDriver* driver()
-{
-    return CIpcUdpSocketDriver::getInstance();
-}
-
-} // namespace
-
-// Octets of one, two and three digits and zeros, all on the loopback net.
-TEST(HotPathUdp, SenderAddressTextIsTheDottedQuad)
-{
-    CBoundSocket receiver("127.0.0.1");
-    ASSERT_TRUE(receiver.bound());
-    for (const char* ip : {"127.0.0.1", "127.10.200.9", "127.255.0.100", "127.99.9.255"}) {
-        CBoundSocket sender(ip);
-        ASSERT_TRUE(sender.bound()) << ip;
-        sender.sendTo(receiver.port(), "x");
-        char buf[16];
-        int len = 0;
-        std::string text = "stale text that is longer than any address";
-        unsigned short port = 0;
-        ASSERT_EQ(0, driver()->recvData(receiver.fd(), len, buf, sizeof(buf), text, port));
-        EXPECT_EQ(1, len);
-        EXPECT_EQ(ip, text);
-        EXPECT_EQ(sender.port(), port);
-    }
-}
-
-// One thread sends to changing destinations: every datagram goes where its
-// own address text says, also for a text too long to be remembered.
-TEST(HotPathUdp, EachSendGoesToItsOwnDestination)
-{
-    CBoundSocket first("127.0.0.1");
-    CBoundSocket second("127.0.0.2");
-    ASSERT_TRUE(first.bound());
-    ASSERT_TRUE(second.bound());
-    const int out = socket(AF_INET, SOCK_DGRAM, 0);
-
-    EXPECT_EQ(0, driver()->sendData(out, "a", 1, "127.0.0.1", first.port()));
-    EXPECT_EQ(0, driver()->sendData(out, "b", 1, "127.0.0.2", second.port()));
-    EXPECT_EQ(0, driver()->sendData(out, "c", 1, "127.0.0.1", first.port()));
-    // inet_aton's octal form of 127.0.0.2, 19 characters long.
-    EXPECT_EQ(0, driver()->sendData(out, "d", 1, "0177.0000.0000.0002", second.port()));
-    EXPECT_EQ(0, driver()->sendData(out, "e", 1, "127.0.0.2", second.port()));
-    EXPECT_EQ("a", first.receive());
-    EXPECT_EQ("c", first.receive());
-    EXPECT_EQ("b", second.receive());
-    EXPECT_EQ("d", second.receive());
-    EXPECT_EQ("e", second.receive());
-    close(out);
-}
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <future>
@@ -48,6 +49,7 @@ public:
         }
         if (gate.valid()) {
             gate.wait_for(kDeadline);
+            ++m_iGatesLeft; // the handle is still used after the wait
         }
         return 0;
     }
@@ -68,6 +70,7 @@ public:
     std::condition_variable m_cond;
     std::vector<TRead> m_vecReads;
     std::shared_future<void> m_gate;
+    std::atomic<int> m_iGatesLeft{0};
 };
 
 class IpcFrameworkTest : public testing::Test {
@@ -227,6 +230,30 @@ TEST_F(IpcFrameworkTest, UnregisteredHandleIsForgotten)
     EXPECT_EQ(framework()->getHandleBase(fd), nullptr);
     const std::string out = captureStdout([&] { EXPECT_EQ(framework()->unRegisterEvent(fd), -1); });
     EXPECT_THAT(out, HasSubstr("unRegister handle failed"));
+    close(fd);
+}
+
+// Unregistered and dropped by another thread while the loop is inside its
+// callback, a handle lives on until the loop's round is over (a freed
+// handle would be written to after the gate).
+TEST_F(IpcFrameworkTest, HandleDroppedDuringItsEventOutlivesTheEvent)
+{
+    uint16_t port = 0;
+    std::shared_ptr<CRecordingHandle> handle = udpServer(port);
+    std::promise<void> open;
+    handle->m_gate = open.get_future().share();
+    const std::weak_ptr<CRecordingHandle> watch = handle;
+    ASSERT_TRUE(m_peer.sendTo(port, "x"));
+    ASSERT_TRUE(handle->waitForReads(1));
+    const int fd = handle->getHandle();
+    EXPECT_EQ(framework()->unRegisterEvent(fd), 0);
+    handle.reset();
+    EXPECT_FALSE(watch.expired());
+    open.set_value();
+    for (int i = 0; i < 500 && !watch.expired(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_TRUE(watch.expired());
     close(fd);
 }
 

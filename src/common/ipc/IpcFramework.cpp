@@ -8,6 +8,7 @@
 #include "IpcDriverManager.h"
 #include "IpcTcpSocketDriver.h"
 #include "IpcUdpSocketDriver.h"
+#include "Ipv4Address.h"
 #include "KsLog.h"
 
 
@@ -41,8 +42,9 @@ void CIpcFramework::release()
         handles.swap(m_mapHandle);
     }
     if (m_spEventLoop) {
-        for (const auto& entry : handles) {
+        for (auto& entry : handles) {
             m_spEventLoop->unRegisterHandle(entry.first);
+            m_spEventLoop->retire(std::move(entry.second));
         }
         m_spEventLoop->stop();
     }
@@ -151,7 +153,11 @@ int CIpcFramework::unRegisterEvent(int fd)
             m_mapHandle.erase(it);
         }
     }
-    // The handle goes here, outside the lock.
+    // The loop may be dispatching this handle's event right now, on its own
+    // thread: it keeps the handle until that round is over.
+    if (dropped && m_spEventLoop) {
+        m_spEventLoop->retire(std::move(dropped));
+    }
     return result;
 }
 
@@ -165,22 +171,24 @@ std::shared_ptr<CIpcHandleBase> CIpcFramework::getHandleBase(int fd)
 int CIpcFramework::sendData(int ipcType, int fd, const char* data, int len, const std::string& ip,
                             unsigned short port)
 {
-    switch (ipcType) {
-    case E_IPC_TYPE_UDP:
-    case E_IPC_TYPE_UDP_Client:
-        if (CIpcUdpSocketDriver::getInstance()->sendData(fd, data, len, ip, port) == -1) {
-            KS_LOG_ERROR("udp send data");
-            return -1;
-        }
-        return 0;
-    case E_IPC_TYPE_TCP:
-        if (CIpcTcpSocketDriver::getInstance()->sendData(fd, data, len) == -1) {
-            KS_LOG_ERROR("tcp send data");
-            return -1;
-        }
-        return 0;
-    default:
+    return send(ipcType, fd, data, len, ipv4Address(ip, port));
+}
+
+int CIpcFramework::sendData(const CIpcHandleBase& handle, const char* data, int len)
+{
+    return send(handle.getIpcType(), handle.getHandle(), data, len, handle.getRemoteAddress());
+}
+
+int CIpcFramework::send(int ipcType, int fd, const char* data, int len, const sockaddr_in& to)
+{
+    CIpcDriverBase* driver = CIpcDriverManager::getInstance()->sendDriver(ipcType);
+    if (driver == nullptr) {
         // A connected TCP handle and every other type send nothing.
         return 0;
     }
+    if (driver->sendData(fd, data, len, to) == -1) {
+        KS_LOG_ERROR((driver->getDriverType() == E_IPC_TYPE_TCP ? "tcp" : "udp") << " send data");
+        return -1;
+    }
+    return 0;
 }

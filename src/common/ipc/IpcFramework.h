@@ -13,10 +13,13 @@
 class CEventLoop;
 
 // Facade of the IPC framework, a process singleton. It owns the one event
-// loop and, in its handle map, every handle registered with that loop (the
-// loop keeps only raw pointers, so a handle lives here until unregistered).
-// Client handles are owned by whoever created them: their sockets are never
-// registered, so replies to them are never read.
+// loop and, in its handle map, every handle registered with that loop. The
+// loop keeps only raw pointers, so a handle lives here until it is
+// unregistered, and then with the loop until the loop has finished the
+// dispatch round that may still be using it. Client handles are owned by
+// whoever created them: their sockets are never registered, so replies to
+// them are never read. Which driver sends for a type is the driver
+// manager's decision.
 class CIpcFramework : public CKsSingleton<CIpcFramework> {
     friend class CKsSingleton<CIpcFramework>;
 
@@ -47,10 +50,14 @@ public:
     // Types UDP and UDP client go out as a datagram to ip:port, type TCP on
     // the stream; every other type sends nothing and reports success.
     int sendData(int ipcType, int fd, const char* data, int len, const std::string& ip, unsigned short port);
+    // The same for handle, to its resolved remote address.
+    int sendData(const CIpcHandleBase& handle, const char* data, int len);
 
 private:
     CIpcFramework() = default;
     ~CIpcFramework();
+
+    int send(int ipcType, int fd, const char* data, int len, const sockaddr_in& to);
 
     std::shared_ptr<CEventLoop> m_spEventLoop;
     std::map<int, std::shared_ptr<CIpcHandleBase>> m_mapHandle;

@@ -1,6 +1,7 @@
 #include "IpcHandleBase.h"
 
 #include "IpcFramework.h"
+#include "Ipv4Address.h"
 
 std::shared_ptr<CIpcHandleBase> CIpcHandleBase::onConnected()
 {
@@ -19,12 +20,20 @@ int CIpcHandleBase::onClosed()
 
 int CIpcHandleBase::sendData(const char* data, int len)
 {
-    const int result = CIpcFramework::getInstance()->sendData(m_ipcType, m_handle, data, len,
-                                                              m_strRemoteIP, m_iRemotePort);
-    return result == -1 ? -1 : 0;
+    return CIpcFramework::getInstance()->sendData(*this, data, len) == -1 ? -1 : 0;
 }
 
 int CIpcHandleBase::sendData(std::string& data)
 {
     return sendData(data.data(), static_cast<int>(data.size()));
+}
+
+void CIpcHandleBase::setRemoteIP(const std::string& ip)
+{
+    m_remoteAddr.sin_addr = ipv4Address(ip, 0).sin_addr;
+}
+
+std::string CIpcHandleBase::getRemoteIP() const
+{
+    return ipv4Text(m_remoteAddr.sin_addr);
 }

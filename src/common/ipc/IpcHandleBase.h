@@ -1,6 +1,8 @@
 #ifndef LUMBRIX_IPC_HANDLE_BASE_H
 #define LUMBRIX_IPC_HANDLE_BASE_H
 
+#include <netinet/in.h>
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -12,6 +14,9 @@
 // closing. The handle does not own its descriptor (the framework and the
 // drivers open and close sockets); the framework's handle map owns the
 // handles of registered sockets, and the event loop keeps only raw pointers.
+// The remote address is kept resolved: a client's destination is parsed once
+// when it is set, and a server's is the sender of its latest datagram, stored
+// as the kernel gave it.
 class CIpcHandleBase {
 public:
     CIpcHandleBase() = default;
@@ -23,7 +28,8 @@ public:
     virtual int onReaded(int len, char* data);
     virtual int onClosed();
 
-    // Sends through the framework to this handle's remote address.
+    // Sends through the framework (the driver of this handle's IPC type) to
+    // this handle's remote address.
     int sendData(const char* data, int len);
     int sendData(std::string& data);
 
@@ -35,12 +41,15 @@ public:
     int getIpcType() const { return m_ipcType; }
     void setLocalIP(const std::string& ip) { m_strLocalIP = ip; }
     const std::string& getLocalIP() const { return m_strLocalIP; }
-    void setRemoteIP(const std::string& ip) { m_strRemoteIP = ip; }
-    const std::string& getRemoteIP() const { return m_strRemoteIP; }
+    // An address text that does not parse stands for 0.0.0.0.
+    void setRemoteIP(const std::string& ip);
+    std::string getRemoteIP() const;
     void setLocalPort(uint16_t port) { m_iLocalPort = port; }
     uint16_t getLocalPort() const { return m_iLocalPort; }
-    void setRemotePort(uint16_t port) { m_iRemotePort = port; }
-    uint16_t getRemotePort() const { return m_iRemotePort; }
+    void setRemotePort(uint16_t port) { m_remoteAddr.sin_port = htons(port); }
+    uint16_t getRemotePort() const { return ntohs(m_remoteAddr.sin_port); }
+    void setRemoteAddress(const sockaddr_in& addr) { m_remoteAddr = addr; }
+    const sockaddr_in& getRemoteAddress() const { return m_remoteAddr; }
 
 private:
     std::string m_strName;
@@ -48,8 +57,7 @@ private:
     int m_handle = -1;
     std::string m_strLocalIP;
     uint16_t m_iLocalPort = 0;
-    std::string m_strRemoteIP;
-    uint16_t m_iRemotePort = 0;
+    sockaddr_in m_remoteAddr = {AF_INET, 0, {0}, {0}};
 };
 
 #endif

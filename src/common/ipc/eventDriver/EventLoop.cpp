@@ -14,7 +14,7 @@ namespace {
 const int kMaxEvents = 100;
 }
 
-CEventLoop::CEventLoop() : m_bInited(false), m_bIsRunning(false), m_fdEpoll(-1) {}
+CEventLoop::CEventLoop() : m_bInited(false), m_bIsRunning(false), m_fdEpoll(-1), m_bHasRetired(false) {}
 
 CEventLoop::~CEventLoop()
 {
@@ -70,6 +70,13 @@ int CEventLoop::registerHandle(CIpcHandleBase* handle)
     return 0;
 }
 
+void CEventLoop::retire(std::shared_ptr<CIpcHandleBase> handle)
+{
+    std::lock_guard<std::mutex> lock(m_mutexRetired);
+    m_vecRetired.push_back(std::move(handle));
+    m_bHasRetired.store(true, std::memory_order_release);
+}
+
 int CEventLoop::unRegisterHandle(int fd)
 {
     epoll_event event = {};
@@ -98,6 +105,15 @@ void CEventLoop::eventLoopThread()
             const int error = errno;
             if (error != EINTR) {
                 KS_LOG_ERROR("Epoll wait return an error:" << error);
+            }
+        }
+        // No pointer of this round is used any more: retired handles go.
+        if (m_bHasRetired.load(std::memory_order_acquire)) {
+            std::vector<std::shared_ptr<CIpcHandleBase>> retired;
+            {
+                std::lock_guard<std::mutex> lock(m_mutexRetired);
+                retired.swap(m_vecRetired);
+                m_bHasRetired.store(false, std::memory_order_relaxed);
             }
         }
         if (!m_bIsRunning) {

@@ -16,8 +16,10 @@ class CIpcHandleBase;
 // registered socket's entry carries the raw pointer of its handle; when the
 // socket is readable the handle goes to the driver manager, which reads it on
 // this thread. The loop owns the epoll descriptor, the event array and its
-// thread object; it never owns the handles (the framework's handle map does,
-// and keeps each alive until it is unregistered).
+// thread object. The framework's handle map owns the handles; a handle
+// unregistered (from any thread) is retired to the loop, which keeps it
+// until the end of its current dispatch round, so that an event already
+// taken from epoll never reaches a freed handle.
 class CEventLoop {
 public:
     CEventLoop();
@@ -33,6 +35,9 @@ public:
 
     int registerHandle(CIpcHandleBase* handle);
     int unRegisterHandle(int fd);
+    // Keeps an unregistered handle alive until the loop thread ends the
+    // dispatch round under way (or, when it waits, the next one).
+    void retire(std::shared_ptr<CIpcHandleBase> handle);
 
     void eventLoopThread();
 
@@ -43,6 +48,10 @@ private:
     int m_fdEpoll;
     std::vector<epoll_event> m_vecEvent;
     std::shared_ptr<CThreadGenerator> m_spThread;
+
+    std::mutex m_mutexRetired;
+    std::vector<std::shared_ptr<CIpcHandleBase>> m_vecRetired;
+    std::atomic<bool> m_bHasRetired;
 };
 
 #endif

@@ -1,6 +1,8 @@
 #ifndef LUMBRIX_IPC_DRIVER_BASE_H
 #define LUMBRIX_IPC_DRIVER_BASE_H
 
+#include <netinet/in.h>
+
 #include <memory>
 
 #include "IpcDefine.h"
@@ -18,6 +20,9 @@ public:
     virtual int getDriverType() = 0;
     // eventType is an EEventType value.
     virtual int handleEvent(int eventType, CIpcHandleBase* handle) = 0;
+    // Sends len bytes on sockfd, to `to` where the socket is not connected.
+    // 0 when all of them went out, else -1 (logged by the driver).
+    virtual int sendData(int sockfd, const char* data, int len, const sockaddr_in& to) = 0;
 };
 
 typedef std::shared_ptr<CIpcDriverBase> SPIpcDriverBase;

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "IpcDriverBase.h"
-#include "Reflex.h"
 #include "KsSingleton.h"
+#include "Reflex.h"
 
 // The TCP driver, a process singleton serving listening sockets (type TCP)
 // and connected ones (type TCP client). A ready listening socket accepts one
@@ -32,6 +32,11 @@ public:
     int createTcpClient(const std::string& ip, unsigned short port);
     // Writes all of data; 0, or -1 on the first error.
     int sendData(int sockfd, const char* data, int len);
+    // The same: a connected socket has its peer already.
+    int sendData(int sockfd, const char* data, int len, const sockaddr_in&) override
+    {
+        return sendData(sockfd, data, len);
+    }
 
     // Most bytes handed to a handle per readiness event.
     static const int MAX_READ_LEN = 4096;

@@ -6,15 +6,14 @@
 #include <string>
 
 #include "IpcDriverBase.h"
-#include "Reflex.h"
 #include "KsSingleton.h"
+#include "Reflex.h"
 
 // The UDP driver, a process singleton: opens bound server sockets and
 // unbound client sockets (their descriptors belong to the caller), reads one
 // datagram per readiness event into a stack buffer and hands it to the
-// handle, remembering the sender in the handle, and sends datagrams. Its
-// only state is, per sending thread, the parsed form of the last destination
-// address.
+// handle, remembering the sender in the handle, and sends datagrams. It
+// keeps no state.
 class CIpcUdpSocketDriver : public CIpcDriverBase, public CKsSingleton<CIpcUdpSocketDriver, std::recursive_mutex> {
     friend class CKsSingleton<CIpcUdpSocketDriver, std::recursive_mutex>;
 
@@ -29,7 +28,10 @@ public:
     int createUdpServer(const std::string& ip, unsigned short port);
     int createUdpClient();
 
-    int recvData(int sockfd, int& len, char* buf, int bufLen, std::string& ip, unsigned short& port);
+    // One datagram into buf; len is recvfrom's result (-1 on an error) and
+    // from its sender.
+    int recvData(int sockfd, int& len, char* buf, int bufLen, sockaddr_in& from);
+    int sendData(int sockfd, const char* data, int len, const sockaddr_in& to) override;
     int sendData(int sockfd, const char* data, int len, const std::string& ip, unsigned short port);
     int sendData(int sockfd, const std::string& data, const std::string& ip, unsigned short port);
 
