@@ -6,13 +6,12 @@
 // App NEST_AUTO_COMMAND_MSG -> nest command frame that starts an automatic
 // task. Created and owned by the handler manager; the nest's acknowledgement is
 // paired by CXoltNestCommandRsp.
-class CNestAutoCommand : public CNestCommandHandle<CNestAutoCommand, quelby::protocol::NestCommand> {
+class CNestAutoCommand
+    : public CNestCommandHandle<CNestAutoCommand, quelby::protocol::NestCommand, E_NEST_ARGS_MARK_ACTION> {
     LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestAutoCommand)
 
 public:
-    static void logRequest();
-    static void logBody(const quelby::protocol::NestCommand& body);
-    static uint16_t fillPayload(const quelby::protocol::NestCommand& body, uint8_t* payload);
+    static void logBody(const quelby::protocol::NestCommand& body) { logTypeAction(body); }
 };
 
 #endif

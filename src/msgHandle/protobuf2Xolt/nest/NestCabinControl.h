@@ -6,12 +6,9 @@
 // App NEST_CABIN_CONTROL_MSG -> nest command frame that opens or closes the
 // hatch. Created and owned by the handler manager; the nest's acknowledgement
 // is paired by CXoltNestCommandRsp.
-class CNestCabinControl : public CNestCommandHandle<CNestCabinControl, quelby::protocol::NestCommand> {
+class CNestCabinControl
+    : public CNestCommandHandle<CNestCabinControl, quelby::protocol::NestCommand, E_NEST_ARGS_TYPE_ACTION> {
     LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestCabinControl)
-
-public:
-    static void logRequest();
-    static uint16_t fillPayload(const quelby::protocol::NestCommand& body, uint8_t* payload);
 };
 
 #endif

@@ -7,13 +7,11 @@
 // the nest's calibration. Created and owned by the handler manager; the nest's
 // acknowledgement is paired by CXoltNestCommandRsp.
 class CNestCalibrationOperation
-    : public CNestCommandHandle<CNestCalibrationOperation, quelby::protocol::NestCalibrateOperation> {
+    : public CNestCommandHandle<CNestCalibrationOperation, quelby::protocol::NestCalibrateOperation, E_NEST_ARGS_MARK_ACTION> {
     LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestCalibrationOperation)
 
 public:
-    static void logRequest();
     static void logBody(const quelby::protocol::NestCalibrateOperation& body);
-    static uint16_t fillPayload(const quelby::protocol::NestCalibrateOperation& body, uint8_t* payload);
 };
 
 #endif

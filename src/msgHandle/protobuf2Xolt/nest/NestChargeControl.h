@@ -6,12 +6,9 @@
 // App NEST_CHARGE_CONTROL_MSG -> nest command frame that starts or stops
 // charging the drone. Created and owned by the handler manager; the nest's
 // acknowledgement is paired by CXoltNestCommandRsp.
-class CNestChargeControl : public CNestCommandHandle<CNestChargeControl, quelby::protocol::NestCommand> {
+class CNestChargeControl
+    : public CNestCommandHandle<CNestChargeControl, quelby::protocol::NestCommand, E_NEST_ARGS_MARK_ACTION> {
     LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestChargeControl)
-
-public:
-    static void logRequest();
-    static uint16_t fillPayload(const quelby::protocol::NestCommand& body, uint8_t* payload);
 };
 
 #endif

@@ -6,13 +6,12 @@
 // App NEST_MOTOR_TO_ZERO_MSG -> nest command frame that drives the motors to
 // their zero position. Created and owned by the handler manager; the nest's
 // acknowledgement is paired by CXoltNestCommandRsp.
-class CNestMotorToZero : public CNestCommandHandle<CNestMotorToZero, quelby::protocol::NestCommand> {
+class CNestMotorToZero
+    : public CNestCommandHandle<CNestMotorToZero, quelby::protocol::NestCommand, E_NEST_ARGS_MARK_ACTION> {
     LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestMotorToZero)
 
 public:
-    static void logRequest();
-    static void logBody(const quelby::protocol::NestCommand& body);
-    static uint16_t fillPayload(const quelby::protocol::NestCommand& body, uint8_t* payload);
+    static void logBody(const quelby::protocol::NestCommand& body) { logTypeAction(body); }
 };
 
 #endif

@@ -6,13 +6,11 @@
 // App NEST_RESET_MSG -> nest command frame that resets the nest. Created and
 // owned by the handler manager; the nest's acknowledgement is paired by
 // CXoltNestCommandRsp.
-class CNestReset : public CNestCommandHandle<CNestReset, quelby::protocol::NestResetCommand> {
+class CNestReset : public CNestCommandHandle<CNestReset, quelby::protocol::NestResetCommand, E_NEST_ARGS_MARK> {
     LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestReset)
 
 public:
-    static void logRequest();
     static void logBody(const quelby::protocol::NestResetCommand& body);
-    static uint16_t fillPayload(const quelby::protocol::NestResetCommand& body, uint8_t* payload);
 };
 
 #endif

@@ -8,11 +8,11 @@ void CNestReturnWaitTime::logBody(const quelby::protocol::NestWaitTime& body)
     KS_LOG_INFO("Wait time info: " << body.waittime());
 }
 
-uint16_t CNestReturnWaitTime::fillPayload(const quelby::protocol::NestWaitTime& body, uint8_t* payload)
+uint16_t CNestReturnWaitTime::fillArgs(const quelby::protocol::NestWaitTime& body, uint8_t* args)
 {
-    // The wait time is written into byte 3, but the frame carries the 3-byte
-    // payload, so the wait time never reaches the nest. The frame goes out
+    // The wait time is written after the marks, but the frame carries only
+    // the marks, so the wait time never reaches the nest. The frame goes out
     // exactly so.
-    payload[3] = static_cast<uint8_t>(body.waittime());
-    return markedPayload(NEST_CODE_RETURN_WAIT_TIME, payload);
+    args[2] = static_cast<uint8_t>(body.waittime());
+    return markArgs(args);
 }

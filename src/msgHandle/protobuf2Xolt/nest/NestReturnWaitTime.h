@@ -11,7 +11,7 @@ class CNestReturnWaitTime : public CNestCommandHandle<CNestReturnWaitTime, quelb
 
 public:
     static void logBody(const quelby::protocol::NestWaitTime& body);
-    static uint16_t fillPayload(const quelby::protocol::NestWaitTime& body, uint8_t* payload);
+    static uint16_t fillArgs(const quelby::protocol::NestWaitTime& body, uint8_t* args);
 };
 
 #endif

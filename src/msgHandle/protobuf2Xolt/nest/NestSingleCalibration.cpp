@@ -4,21 +4,16 @@ LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CNestSingleCalibration, "Protobuf2Xolt.NestSin
                                   quelby::protocol::NEST_SINGLE_CALIBRATION_MSG,
                                   "Init protobuf to xolt handle, msg id:")
 
-void CNestSingleCalibration::logRequest()
-{
-    KS_LOG_INFO("Nest SingleCalibration control request");
-}
-
 void CNestSingleCalibration::logBody(const quelby::protocol::NestSingleCalibration& body)
 {
     KS_LOG_INFO("nest type: " << body.nesttype() << ", component: " << body.nestcomponents()
                 << ", direction: " << body.direction());
 }
 
-uint16_t CNestSingleCalibration::fillPayload(const quelby::protocol::NestSingleCalibration& body, uint8_t* payload)
+uint16_t CNestSingleCalibration::fillArgs(const quelby::protocol::NestSingleCalibration& body, uint8_t* args)
 {
-    markedPayload(NEST_CODE_SINGLE_CALIBRATION, payload);
-    payload[3] = static_cast<uint8_t>(body.nestcomponents());
-    payload[4] = static_cast<uint8_t>(body.direction());
-    return 5;
+    markArgs(args);
+    args[2] = static_cast<uint8_t>(body.nestcomponents());
+    args[3] = static_cast<uint8_t>(body.direction());
+    return 4;
 }

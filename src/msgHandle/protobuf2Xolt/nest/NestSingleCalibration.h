@@ -11,9 +11,8 @@ class CNestSingleCalibration
     LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestSingleCalibration)
 
 public:
-    static void logRequest();
     static void logBody(const quelby::protocol::NestSingleCalibration& body);
-    static uint16_t fillPayload(const quelby::protocol::NestSingleCalibration& body, uint8_t* payload);
+    static uint16_t fillArgs(const quelby::protocol::NestSingleCalibration& body, uint8_t* args);
 };
 
 #endif

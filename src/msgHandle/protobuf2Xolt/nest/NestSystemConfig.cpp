@@ -5,11 +5,6 @@
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CNestSystemConfig, "Protobuf2Xolt.NestSystemConfig",
                                   quelby::protocol::NEST_SYSTEM_CONFIG_MSG, "Init protobuf to xolt handle, msg id:")
 
-void CNestSystemConfig::logRequest()
-{
-    KS_LOG_INFO("Nest SystemConfig control request");
-}
-
 void CNestSystemConfig::logBody(const quelby::protocol::NestSystemConfig& body)
 {
     KS_LOG_INFO("nest type: " << body.nesttype() << "\n airOpenLimit: " << body.airopenlimit()
@@ -17,13 +12,13 @@ void CNestSystemConfig::logBody(const quelby::protocol::NestSystemConfig& body)
                 << "\n autoDischarge: " << body.autodischarge() << "\n autoCharge: " << body.autocharge());
 }
 
-uint16_t CNestSystemConfig::fillPayload(const quelby::protocol::NestSystemConfig& body, uint8_t* payload)
+uint16_t CNestSystemConfig::fillArgs(const quelby::protocol::NestSystemConfig& body, uint8_t* args)
 {
-    markedPayload(NEST_CMD_SYSTEM_CONFIG, payload);
-    payload[3] = static_cast<uint8_t>(body.airopenlimit());
-    payload[4] = static_cast<uint8_t>(body.aircloselimit());
-    wr_u32le(payload + 5, static_cast<uint32_t>(body.unixtime()));
-    payload[9] = static_cast<uint8_t>(body.autodischarge());
-    payload[10] = static_cast<uint8_t>(body.autocharge());
-    return 11;
+    markArgs(args);
+    args[2] = static_cast<uint8_t>(body.airopenlimit());
+    args[3] = static_cast<uint8_t>(body.aircloselimit());
+    wr_u32le(args + 4, static_cast<uint32_t>(body.unixtime()));
+    args[8] = static_cast<uint8_t>(body.autodischarge());
+    args[9] = static_cast<uint8_t>(body.autocharge());
+    return 10;
 }

@@ -11,9 +11,8 @@ class CNestSystemConfig : public CNestCommandHandle<CNestSystemConfig, quelby::p
     LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestSystemConfig)
 
 public:
-    static void logRequest();
     static void logBody(const quelby::protocol::NestSystemConfig& body);
-    static uint16_t fillPayload(const quelby::protocol::NestSystemConfig& body, uint8_t* payload);
+    static uint16_t fillArgs(const quelby::protocol::NestSystemConfig& body, uint8_t* args);
 };
 
 #endif

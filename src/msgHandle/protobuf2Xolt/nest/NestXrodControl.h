@@ -6,12 +6,9 @@
 // App NEST_XROD_CONTROL_MSG -> nest command frame that moves the X (locating)
 // rods. Created and owned by the handler manager; the nest's acknowledgement is
 // paired by CXoltNestCommandRsp.
-class CNestXrodControl : public CNestCommandHandle<CNestXrodControl, quelby::protocol::NestCommand> {
+class CNestXrodControl
+    : public CNestCommandHandle<CNestXrodControl, quelby::protocol::NestCommand, E_NEST_ARGS_TYPE_ACTION> {
     LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestXrodControl)
-
-public:
-    static void logRequest();
-    static uint16_t fillPayload(const quelby::protocol::NestCommand& body, uint8_t* payload);
 };
 
 #endif

@@ -6,12 +6,9 @@
 // App NEST_YROD_CONTROL_MSG -> nest command frame that moves the Y (charging)
 // rods. Created and owned by the handler manager; the nest's acknowledgement is
 // paired by CXoltNestCommandRsp.
-class CNestYrodControl : public CNestCommandHandle<CNestYrodControl, quelby::protocol::NestCommand> {
+class CNestYrodControl
+    : public CNestCommandHandle<CNestYrodControl, quelby::protocol::NestCommand, E_NEST_ARGS_TYPE_ACTION> {
     LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestYrodControl)
-
-public:
-    static void logRequest();
-    static uint16_t fillPayload(const quelby::protocol::NestCommand& body, uint8_t* payload);
 };
 
 #endif

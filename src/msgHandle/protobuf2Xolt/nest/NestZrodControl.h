@@ -6,13 +6,12 @@
 // App NEST_ZROD_CONTROL_MSG -> nest command frame that moves the Z rods
 // (paddles). Created and owned by the handler manager; the nest's
 // acknowledgement is paired by CXoltNestCommandRsp.
-class CNestZrodControl : public CNestCommandHandle<CNestZrodControl, quelby::protocol::NestCommand> {
+class CNestZrodControl
+    : public CNestCommandHandle<CNestZrodControl, quelby::protocol::NestCommand, E_NEST_ARGS_TYPE_ACTION> {
     LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestZrodControl)
 
 public:
-    static void logRequest();
     static void logBody(const quelby::protocol::NestCommand& body);
-    static uint16_t fillPayload(const quelby::protocol::NestCommand& body, uint8_t* payload);
 };
 
 #endif
