@@ -22,6 +22,20 @@ public:
 
     CXoltFrameSender() : m_ucTxSeq(0) {}
 
+    // What send() writes besides the frame: the info line "Send msg to
+    // transmit, DestServiceID: 2, bytes: " with the frame length, and for
+    // some frames a dump of every byte to standard output before it.
+    enum ESendLog { LOG_NONE, LOG_LINE, LOG_DUMP_AND_LINE };
+
+    // Builds the frame (msgid, the length payload bytes, this module's
+    // sequence) and sends it to the radio side, after writing what log asks
+    // for: the line under the caller's file and line; the dump as a blank
+    // line before every tenth byte and one "sz[i]: xx" line per byte.
+    // Returns the send result, 0 or -1.
+    int send(uint8_t msgid, uint8_t destid, const void* payload, uint16_t length, uint8_t crcExtra,
+             ESendLog log = LOG_LINE, const char* file = __builtin_FILE(), int line = __builtin_LINE());
+
+private:
     // Fills frame with msgid and the length payload bytes and finalises it
     // with this module's sequence. Returns the length on the wire
     // (length + 10), starting at xolt_wire_bytes(&frame). The caller
@@ -29,14 +43,6 @@ public:
     uint16_t build(xolt_message_head_t& frame, uint8_t msgid, uint8_t destid, const void* payload, uint16_t length,
                    uint8_t crcExtra);
 
-    // Builds as above and sends the frame to the radio side. When logSend
-    // is set, first logs at info level "Send msg to transmit, DestServiceID:
-    // 2, bytes: " with the frame length, under the caller's file and line.
-    // Returns the send result, 0 or -1.
-    int send(uint8_t msgid, uint8_t destid, const void* payload, uint16_t length, uint8_t crcExtra,
-             bool logSend = true, const char* file = __builtin_FILE(), int line = __builtin_LINE());
-
-private:
     uint8_t m_ucTxSeq;
 };
 

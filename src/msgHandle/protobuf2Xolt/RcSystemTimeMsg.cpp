@@ -1,9 +1,5 @@
 #include "RcSystemTimeMsg.h"
 
-#include <cstdio>
-
-#include "ClientBase.h"
-#include "ClientEntityManager.h"
 #include "GlobalStatus.h"
 #include "XoltByteOrder.h"
 #include "XoltFrameSender.h"
@@ -33,21 +29,8 @@ int32_t CRcSystemTimeMsg::handleMsg(quelby::protocol::QuelbyMessage& msg)
     wr_u16le(payload, XOLT_NORMAL_MSG_CMD_RC_SYSTEM_TIME);
     wr_i64le(payload + 2, timeInfo.utctimeinterval());
     wr_i32le(payload + 10, timeInfo.timezone());
-
-    xolt_message_head_t frame;
-    const uint16_t bytes = s_frameSender.build(frame, XOLT_MSG_ID_NORMAL_MSG, DEV_RC, payload, sizeof(payload),
-                                               XOLT_MSG_CRC_NORMAL_MSG);
-    // The whole frame goes to standard output, ten bytes to a block.
-    const uint8_t* wire = xolt_wire_bytes(&frame);
-    for (uint16_t i = 0; i < bytes; ++i) {
-        if (i % 10 == 0) {
-            printf("\n");
-        }
-        printf("sz[%d]: %02x\n", i, wire[i]);
-    }
-
-    KS_LOG_INFO("Send msg to transmit, DestServiceID: " << E_SERVICE_ID_RC_PROCESSOR << ", bytes: " << bytes);
-    CClientEntityManager::getInstance()->sendData(E_SERVICE_ID_RC_PROCESSOR, bytes,
-                                                  reinterpret_cast<const char*>(wire));
+    // The whole frame also goes to standard output, ten bytes to a block.
+    s_frameSender.send(XOLT_MSG_ID_NORMAL_MSG, DEV_RC, payload, sizeof(payload), XOLT_MSG_CRC_NORMAL_MSG,
+                       CXoltFrameSender::LOG_DUMP_AND_LINE);
     return 0;
 }

@@ -30,6 +30,7 @@ int32_t CNestVirtualPoleStatus::handleMsg(quelby::protocol::QuelbyMessage& msg)
     // Counted with wrap-around instead of signed overflow.
     ms_iCount = static_cast<int32_t>(static_cast<uint32_t>(ms_iCount) + 1U);
     s_frameSender.send(XOLT_MSG_ID_NEST_VIRTUAL_STICK, DEV_NEST, payload, sizeof(payload),
-                       XOLT_MSG_CRC_NEST_VIRTUAL_STICK, ms_iCount % 120 == 1);
+                       XOLT_MSG_CRC_NEST_VIRTUAL_STICK,
+                       ms_iCount % 120 == 1 ? CXoltFrameSender::LOG_LINE : CXoltFrameSender::LOG_NONE);
     return 0;
 }
