@@ -57,8 +57,12 @@ xolt_status_t* xolt_get_channel_status(uint8_t chan)
     return &s_astStatus[chan % XOLT_COMM_NUM_BUFFERS];
 }
 
-uint8_t xolt_frame_char_buffer(xolt_message_head_t* rxmsg, xolt_status_t* status, uint8_t c,
-                               xolt_message_head_t* r_message)
+namespace {
+
+// One byte through the parser: the body of xolt_frame_char_buffer, inlined
+// into the per-datagram loop of xolt_parse_buffer.
+inline uint8_t frameChar(xolt_message_head_t* rxmsg, xolt_status_t* status, uint8_t c,
+                         xolt_message_head_t* r_message)
 {
     uint8_t* payload = xolt_payload(rxmsg);
     status->msg_received = XOLT_FRAMING_INCOMPLETE;
@@ -180,21 +184,12 @@ uint8_t xolt_frame_char_buffer(xolt_message_head_t* rxmsg, xolt_status_t* status
     return status->msg_received;
 }
 
-uint8_t xolt_frame_char(uint8_t chan, uint8_t c, xolt_message_head_t* r_message, xolt_status_t* r_status)
+// What xolt_parse_char does after a bad CRC: report it, count it as a parse
+// error and start over, on the byte that ended the frame when it is a start
+// byte. Kept out of the per-byte loop.
+__attribute__((noinline)) void dropBadCrcFrame(xolt_message_head_t* rxmsg, xolt_status_t* status, uint8_t c,
+                                               xolt_message_head_t* r_message)
 {
-    (void)r_status;
-    return xolt_frame_char_buffer(xolt_get_channel_buffer(chan), xolt_get_channel_status(chan), c, r_message);
-}
-
-uint8_t xolt_parse_char(uint8_t chan, uint8_t c, xolt_message_head_t* r_message, xolt_status_t* r_status)
-{
-    const uint8_t msg_received = xolt_frame_char(chan, c, r_message, r_status);
-    if (msg_received != XOLT_FRAMING_BAD_CRC) {
-        return msg_received;
-    }
-
-    xolt_message_head_t* rxmsg = xolt_get_channel_buffer(chan);
-    xolt_status_t* status = xolt_get_channel_status(chan);
     const uint8_t* ck = xolt_payload(r_message) + r_message->len;
     r_message->crc = static_cast<uint16_t>(ck[0] | (ck[1] << 8));
     printf("======XOLT_FRAMING_BAD_CRC, msgid: %d, sourceid: %d=========\n", r_message->msgid, r_message->sourceid);
@@ -209,7 +204,50 @@ uint8_t xolt_parse_char(uint8_t chan, uint8_t c, xolt_message_head_t* r_message,
         rxmsg->len = 0;
         startCrc(rxmsg);
     }
+}
+
+// One byte through xolt_parse_char on the channel's record and status.
+inline uint8_t parseChar(xolt_message_head_t* rxmsg, xolt_status_t* status, uint8_t c,
+                         xolt_message_head_t* r_message)
+{
+    const uint8_t msg_received = frameChar(rxmsg, status, c, r_message);
+    if (msg_received != XOLT_FRAMING_BAD_CRC) {
+        return msg_received;
+    }
+    dropBadCrcFrame(rxmsg, status, c, r_message);
     return 0;
+}
+
+} // namespace
+
+uint8_t xolt_frame_char_buffer(xolt_message_head_t* rxmsg, xolt_status_t* status, uint8_t c,
+                               xolt_message_head_t* r_message)
+{
+    return frameChar(rxmsg, status, c, r_message);
+}
+
+uint8_t xolt_frame_char(uint8_t chan, uint8_t c, xolt_message_head_t* r_message, xolt_status_t* r_status)
+{
+    (void)r_status;
+    return frameChar(xolt_get_channel_buffer(chan), xolt_get_channel_status(chan), c, r_message);
+}
+
+uint8_t xolt_parse_char(uint8_t chan, uint8_t c, xolt_message_head_t* r_message, xolt_status_t* r_status)
+{
+    (void)r_status;
+    return parseChar(xolt_get_channel_buffer(chan), xolt_get_channel_status(chan), c, r_message);
+}
+
+void xolt_parse_buffer(uint8_t chan, const uint8_t* data, size_t len, xolt_message_head_t* r_message,
+                       void (*onFrame)(xolt_message_head_t*))
+{
+    xolt_message_head_t* rxmsg = xolt_get_channel_buffer(chan);
+    xolt_status_t* status = xolt_get_channel_status(chan);
+    for (size_t i = 0; i < len; ++i) {
+        if (parseChar(rxmsg, status, data[i], r_message) == XOLT_FRAMING_OK) {
+            onFrame(r_message);
+        }
+    }
 }
 
 uint16_t xolt_finalize_message(xolt_message_head_t* msg, uint8_t dest_id, uint8_t source_id, uint16_t length,

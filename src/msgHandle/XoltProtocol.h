@@ -163,6 +163,12 @@ uint8_t xolt_frame_char(uint8_t chan, uint8_t c, xolt_message_head_t* r_message,
 // standard output and, when c is a start byte, starts the next frame on it.
 uint8_t xolt_parse_char(uint8_t chan, uint8_t c, xolt_message_head_t* r_message, xolt_status_t* r_status);
 
+// xolt_parse_char for each of the len bytes at data, in order, with
+// onFrame(r_message) called for every frame completed, before the next byte
+// is fed. The same parser as byte by byte, without a call per byte.
+void xolt_parse_buffer(uint8_t chan, const uint8_t* data, size_t len, xolt_message_head_t* r_message,
+                       void (*onFrame)(xolt_message_head_t*));
+
 // Completes a record whose msgid and payload are filled: header, checksum,
 // CRC (record field and the two bytes after the payload). The frame's seq is
 // tx_seq, which is then advanced (255 wraps to 0). Returns the frame length

@@ -166,26 +166,42 @@ void resetChannel()
     memset(xolt_get_channel_status(XOLT_COMM_0), 0, sizeof(xolt_status_t));
 }
 
-// Feeds datagrams as the link service does: output record and status persist
-// between datagrams, every delivered frame is taken before the next byte.
+// Feeds datagrams as the link service does (the whole datagram through
+// xolt_parse_buffer) or one xolt_parse_char call per byte: output record and
+// status persist between datagrams, every delivered frame is taken before
+// the next byte.
 class Receiver {
 public:
     Receiver() { resetChannel(); }
 
     void datagram(const uint8_t* p, size_t n)
     {
-        for (size_t i = 0; i < n; ++i) {
-            if (xolt_parse_char(XOLT_COMM_0, p[i], &m_msg, &m_status) == XOLT_FRAMING_OK) {
-                const uint8_t* pl = xolt_payload(&m_msg);
-                m_frames.push_back({m_msg.msgid, m_msg.seq, m_msg.destid, m_msg.sourceid, Bytes(pl, pl + m_msg.len)});
-            }
+        s_current = this;
+        xolt_parse_buffer(XOLT_COMM_0, p, n, &m_msg, [](xolt_message_head_t* msg) { s_current->take(*msg); });
+    }
+
+    void byte(uint8_t b)
+    {
+        if (xolt_parse_char(XOLT_COMM_0, b, &m_msg, &m_status) == XOLT_FRAMING_OK) {
+            take(m_msg);
         }
     }
 
     std::vector<Frame> m_frames;
     xolt_message_head_t m_msg{};
     xolt_status_t m_status{};
+
+private:
+    void take(const xolt_message_head_t& msg)
+    {
+        const uint8_t* pl = xolt_payload(&msg);
+        m_frames.push_back({msg.msgid, msg.seq, msg.destid, msg.sourceid, Bytes(pl, pl + msg.len)});
+    }
+
+    static Receiver* s_current;
 };
+
+Receiver* Receiver::s_current = nullptr;
 
 int countBadCrcLines(const std::string& out)
 {
@@ -280,7 +296,7 @@ TEST(XoltParser, CasesByteByByte)
         testing::internal::CaptureStdout();
         Receiver rx;
         for (uint8_t b : c.input) {
-            rx.datagram(&b, 1);
+            rx.byte(b);
         }
         expectOutcome(c, "byte by byte", rx.m_frames, testing::internal::GetCapturedStdout());
     }

@@ -10,19 +10,26 @@ void* CXoltService::create()
     return static_cast<ICServiceBase*>(new CXoltService());
 }
 
+namespace {
+
+void dispatchFrame(xolt_message_head_t* msg)
+{
+    CMsgHandleManager::getInstance()->handleXoltMsg(msg);
+}
+
+} // namespace
+
 int CXoltService::onReadData(CIpcHandleBase*, int len, const char* data)
 {
-    // Kept between datagrams: a frame may span several of them.
+    // Kept between datagrams, like the parser's channel state: a frame may
+    // span several of them. Each frame is handled before the next byte is
+    // fed, as the next frame overwrites it.
     static xolt_message_head_t s_msg;
-    static xolt_status_t s_status;
 
     if (len < 1) {
         return 0;
     }
-    for (int i = 0; i < len; ++i) {
-        if (xolt_parse_char(XOLT_COMM_0, static_cast<uint8_t>(data[i]), &s_msg, &s_status) == XOLT_FRAMING_OK) {
-            CMsgHandleManager::getInstance()->handleXoltMsg(&s_msg);
-        }
-    }
+    xolt_parse_buffer(XOLT_COMM_0, reinterpret_cast<const uint8_t*>(data), static_cast<size_t>(len), &s_msg,
+                      dispatchFrame);
     return 0;
 }
