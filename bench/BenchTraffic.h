@@ -13,12 +13,14 @@ enum EBenchPath {
     E_BENCH_PATH_APP_TO_RADIO = 1,
 };
 
-// The benchmark's own encoders and decoders for those paths, written apart
-// from the gateway's code. Every input datagram carries a 32-bit tag in two
-// 16-bit stick values that the gateway copies into its output, so a reply is
-// matched to its request whatever the order. Tags are read both from the
-// gateway's output and from the input itself as the reference relay echoes
-// it back. Stateless; all functions are thread-safe.
+// The inputs of those paths and the tags in what comes back. Inputs are
+// built with the sample traffic's frame and envelope builders, replies read
+// with the gateway's CRC and the App protocol classes. Every input datagram
+// carries a 32-bit tag in two 16-bit stick values that the gateway copies
+// into its output, so a reply is matched to its request whatever the order.
+// Tags are read both from the gateway's output and from the input itself as
+// the reference relay echoes it back. All functions are thread-safe (the
+// reader keeps one reused envelope per thread).
 class CBenchTraffic {
 public:
     static constexpr int MAX_DATAGRAM = 512;

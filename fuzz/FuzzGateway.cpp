@@ -11,13 +11,11 @@
 #include "KsLog.h"
 #include "MsgHandleManager.h"
 #include "Reflex.h"
+#include "XoltMessageDefine.h"
 #include "XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 namespace {
-
-constexpr uint8_t kSetGimbalSpeedMsgId = 150;
-constexpr uint8_t kSetGimbalSpeedCrcExtra = 150;
 
 template <typename Base>
 size_t countHandlers(const char* prefix)
@@ -153,7 +151,8 @@ bool CFuzzGateway::isSoundWireFrame(const uint8_t* bytes, size_t len, std::strin
     if (sent == referenceCrc(bytes + 1, covered, xolt_message_crcs[msgid])) {
         return true;
     }
-    if (msgid == kSetGimbalSpeedMsgId && sent == referenceCrc(bytes + 1, covered, kSetGimbalSpeedCrcExtra)) {
+    if (msgid == XOLT_MSG_ID_RC_SETTINGS &&
+        sent == referenceCrc(bytes + 1, covered, XOLT_MSG_CRC_RC_SET_GIMBAL_SPEED)) {
         return true;
     }
     why = "CRC of msgid " + std::to_string(msgid);

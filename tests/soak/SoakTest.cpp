@@ -16,18 +16,24 @@
 // times per kind.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "GatewayHarness.h"
+#include "RcCommandDefine.h"
+#include "RcKeyDefine.h"
 #include "SampleTraffic.h"
 #include "TestMessages.h"
+#include "XoltMessageDefine.h"
+#include "XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 namespace qp = quelby::protocol;
@@ -61,19 +67,22 @@ long residentKiB(pid_t pid, const char* field = "VmRSS:")
     return -1;
 }
 
-// CRC extras of the frames the gateway sends to the radio side.
-int crcExtraOf(uint8_t msgid)
+// The link msgids the gateway sends to the radio side.
+constexpr uint8_t kSentMsgids[] = {XOLT_MSG_ID_DRONE_UTC_TIME_SYNC, XOLT_MSG_ID_NORMAL_MSG,
+                                   XOLT_MSG_ID_NEST_VIRTUAL_STICK,  XOLT_MSG_ID_RC_SETTINGS,
+                                   XOLT_MSG_ID_NEST_COMMON_COMMAND, XOLT_MSG_ID_AT_COMMAND,
+                                   XOLT_SYSTEM_CMD_GET_VERSIONS};
+
+// Payload length of a frame, from its header.
+uint16_t payloadLength(const std::string& frame)
 {
-    switch (msgid) {
-    case 24: return 128;
-    case 110: return 183;
-    case 148: return 237;
-    case 150: return 36;
-    case 182: return 59;
-    case 200: return 131;
-    case 219: return 0;
-    default: return -1;
-    }
+    return static_cast<uint16_t>(static_cast<uint8_t>(frame[1]) | static_cast<uint8_t>(frame[2]) << 8);
+}
+
+// Payload byte i of a frame; 0 beyond its end.
+uint8_t payloadByte(const std::string& frame, size_t i)
+{
+    return frame.size() > XOLT_HEADER_LEN + i ? static_cast<uint8_t>(frame[XOLT_HEADER_LEN + i]) : 0;
 }
 
 uint16_t crcOf(const std::string& frame, uint8_t crcExtra)
@@ -101,7 +110,7 @@ protected:
             if (r.queueKey != 0) {
                 if (r.queueKey != qp::PARAM_GET_MSG) {
                     m_pushingRequests.push_back(r);
-                } else if (r.answerSub == 19) {
+                } else if (r.answerSub == RC_CMD_GET_MODE) {
                     m_rockerRequest = r;
                 }
             } else {
@@ -121,9 +130,9 @@ protected:
         qp::ParameterInt32 value;
         value.set_value(0xEE);
         param->mutable_data()->set_value(value.SerializeAsString());
-        m_appPing = appRequest(qp::PARAM_SET_MSG, 1, &set);
-        m_radioPing = std::string(kFlushLen, '\0') +
-                      toString(radioFrame(0, 32, 14, 144, bytes({9, 1, 0xEE, 2, 0, 0, 0, 0}), 224));
+        m_appPing = appEnvelope(qp::PARAM_SET_MSG, 1, &set);
+        const std::vector<uint8_t> zoomIn = bytes({XOLT_RC_KEY_ZOOM_IN, 1, 0xEE, 2, 0, 0, 0, 0});
+        m_radioPing = std::string(kFlushLen, '\0') + radioSideFrame(0, DEV_RC, XOLT_MSG_ID_RC_KEY, zoomIn);
     }
 
     // --- what goes out ---------------------------------------------------
@@ -191,8 +200,9 @@ protected:
     void count(bool fromRadioSide, const std::string& bytes)
     {
         if (fromRadioSide) {
-            const bool sound = bytes.size() >= 10 && static_cast<uint8_t>(bytes[0]) == 0xFD &&
-                               bytes.size() == 10u + (static_cast<uint8_t>(bytes[1]) | static_cast<uint8_t>(bytes[2]) << 8);
+            const bool sound = bytes.size() >= XOLT_NUM_NON_PAYLOAD_BYTES &&
+                               static_cast<uint8_t>(bytes[0]) == XOLT_STX &&
+                               bytes.size() == XOLT_NUM_NON_PAYLOAD_BYTES + static_cast<size_t>(payloadLength(bytes));
             if (!sound) {
                 ++m_brokenOutputs;
                 return;
@@ -200,10 +210,11 @@ protected:
             const uint8_t msgid = static_cast<uint8_t>(bytes[6]);
             const uint16_t sent = static_cast<uint16_t>(static_cast<uint8_t>(bytes[bytes.size() - 2]) |
                                                         static_cast<uint8_t>(bytes[bytes.size() - 1]) << 8);
-            // The set-gimbal-speed request closes its CRC with 150 on purpose.
-            const int extra = crcExtraOf(msgid);
-            if (extra < 0 || (sent != crcOf(bytes, static_cast<uint8_t>(extra)) &&
-                              !(msgid == 150 && sent == crcOf(bytes, 150)))) {
+            // The set-gimbal-speed request closes its CRC differently on purpose.
+            const bool known = std::count(std::begin(kSentMsgids), std::end(kSentMsgids), msgid) != 0;
+            const bool gimbalSpeed =
+                msgid == XOLT_MSG_ID_RC_SETTINGS && sent == crcOf(bytes, XOLT_MSG_CRC_RC_SET_GIMBAL_SPEED);
+            if (!known || (sent != crcOf(bytes, xolt_message_crcs[msgid]) && !gimbalSpeed)) {
                 ++m_brokenOutputs;
             }
             ++m_cameOut["frame msgid " + std::to_string(msgid)];
@@ -221,8 +232,13 @@ protected:
 
     static bool isAppPingAnswer(const std::string& frame)
     {
-        return frame.size() == 13 && static_cast<uint8_t>(frame[6]) == 150 && static_cast<uint8_t>(frame[8]) == 18 &&
-               static_cast<uint8_t>(frame[10]) == 0xEE;
+        return isRcSettingsRequest(frame, RC_CMD_SET_MODE) && payloadByte(frame, 2) == 0xEE;
+    }
+
+    static bool isRcSettingsRequest(const std::string& frame, uint8_t command)
+    {
+        return frame.size() == XOLT_NUM_NON_PAYLOAD_BYTES + XOLT_MSG_LEN_RC_SETTINGS &&
+               static_cast<uint8_t>(frame[6]) == XOLT_MSG_ID_RC_SETTINGS && payloadByte(frame, 0) == command;
     }
 
     bool isRadioPingAnswer(const std::string& bytes)
@@ -279,7 +295,7 @@ protected:
         std::string frame;
         bool requested = false;
         while (!requested && expectFrom(true, frame)) {
-            requested = frame.size() == 13 && static_cast<uint8_t>(frame[6]) == 150 && static_cast<uint8_t>(frame[8]) == 19;
+            requested = isRcSettingsRequest(frame, RC_CMD_GET_MODE);
         }
         if (!requested) {
             why = "no rocker-mode get frame";
@@ -357,7 +373,8 @@ protected:
             return "no frame to the radio side";
         }
         if (static_cast<uint8_t>(frame[6]) != request.answerId ||
-            (request.answerSub >= 0 && (frame.size() < 11 || static_cast<uint8_t>(frame[8]) != request.answerSub))) {
+            (request.answerSub >= 0 &&
+             (frame.size() <= XOLT_NUM_NON_PAYLOAD_BYTES || payloadByte(frame, 0) != request.answerSub))) {
             return "frame " + hexOf(frame.substr(0, 9)) + "... is not msgid " + std::to_string(request.answerId) +
                    " / " + std::to_string(request.answerSub);
         }
@@ -475,22 +492,6 @@ TEST_F(CSoak, MillionDatagramsThenEveryFamilyAnswers)
     const long rssAfterMix = residentKiB(pid);
 
     // Every family once more, checked answer by answer.
-    struct TPair {
-        const char* request;
-        const char* answer;
-        uint32_t appId;
-    };
-    const TPair pairs[] = {
-        {"get_gimbal_speed", "rc_get_gimbal_speed_ack", qp::PARAM_GET_MSG},
-        {"get_rocker_mode", "rc_get_mode_answer", qp::PARAM_GET_MSG},
-        {"set_gimbal_speed", "rc_set_gimbal_speed_ack", qp::PARAM_SET_MSG},
-        {"set_rocker_mode", "rc_set_mode_ack", qp::PARAM_SET_MSG},
-        {"rc_system_time", "ack_system_time_ok", qp::RC_SYSTEM_TIME_MSG},
-        {"enter_calibration", "rc_calibration_ack", qp::RC_ENTER_CALIBRATION_MSG},
-        {"exit_calibration", "rc_calibration_ack", qp::RC_EXIT_CALIBRATION_MSG},
-        {"start_matching", "at_pair_answer", qp::AIRLINK_START_MATCHING_MSG},
-        {"device_info_query", "versions", qp::RC_HARDWARE_BUTTON_INFO_NTFY},
-    };
     int familiesChecked = 0;
     int familiesFailed = 0;
     auto report = [&](const std::string& what, const std::string& problem) {
@@ -507,23 +508,10 @@ TEST_F(CSoak, MillionDatagramsThenEveryFamilyAnswers)
         if (!request.answered) {
             continue;
         }
-        const TSampleMessage* answer = nullptr;
-        uint32_t appId = 0;
-        for (const TPair& p : pairs) {
-            if (request.name == p.request) {
-                answer = frameNamed(p.answer);
-                appId = p.appId;
-            }
-        }
-        if (answer == nullptr && request.queueKey != 0 && request.id != qp::PARAM_GET_MSG) {
-            for (const TSampleMessage& f : m_frames) {
-                if (f.queueKey == request.queueKey && f.answered && f.name.find("error") == std::string::npos) {
-                    answer = &f;
-                    appId = f.answerId;
-                    break;
-                }
-            }
-        }
+        // A state-dependent answer (calibration) answers under the request's id.
+        const TSampleMessage* answer = frameNamed(request.answeredBy);
+        const uint32_t appId =
+            answer == nullptr || answer->answerId == kStateDependentAnswer ? request.id : answer->answerId;
         if (request.name == "get_both") {
             continue; // the two above cover it
         }

@@ -253,14 +253,14 @@ std::string CXoltFrameText::describe(const xolt_message_head_t& frame)
     switch (frame.msgid) {
     case XOLT_MSG_ID_DRONE_UTC_TIME_SYNC:
         out << "drone UTC time sync";
-        if (pl.has(8)) {
+        if (pl.has(XOLT_MSG_LEN_DRONE_UTC_TIME_SYNC)) {
             out << ": gps_time " << rd_u64le(pl.p);
         }
         break;
     case XOLT_MSG_ID_NORMAL_MSG:
         if (fromGateway) {
             out << "command channel: command " << rd_u16le(pl.p);
-            if (pl.has(14) && rd_u16le(pl.p) == XOLT_NORMAL_MSG_CMD_RC_SYSTEM_TIME) {
+            if (pl.has(XOLT_MSG_LEN_NORMAL_MSG) && rd_u16le(pl.p) == XOLT_NORMAL_MSG_CMD_RC_SYSTEM_TIME) {
                 out << " (RC system time): utc " << rd_i64le(pl.p + 2) << ", time zone " << rd_i32le(pl.p + 10);
             }
         } else {
@@ -273,7 +273,7 @@ std::string CXoltFrameText::describe(const xolt_message_head_t& frame)
         break;
     case XOLT_MSG_ID_NEST_VIRTUAL_STICK:
         out << "virtual stick for the nest";
-        if (pl.has(14)) {
+        if (pl.has(XOLT_MSG_LEN_NEST_VIRTUAL_STICK)) {
             out << ": left h " << rd_i16le(pl.p) << ", right h " << rd_i16le(pl.p + 2) << ", right v "
                 << rd_i16le(pl.p + 4) << ", left v " << rd_i16le(pl.p + 6) << ", key " << rd_u16le(pl.p + 8)
                 << ", gimbal pitch " << rd_i16le(pl.p + 10) << ", combined key " << rd_u16le(pl.p + 12);
