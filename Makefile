@@ -4,7 +4,7 @@
 BUILD_DIR ?= build
 CONFIG    ?= config/lumbrix.json
 JOBS      ?= $(shell nproc 2>/dev/null || echo 2)
-DEB_PACKAGES := cmake g++ make pkg-config libjsoncpp-dev libprotobuf-dev protobuf-compiler libgtest-dev
+DEB_PACKAGES := cmake g++ make pkg-config libjsoncpp-dev libprotobuf-dev protobuf-compiler libgtest-dev libpcap-dev
 # Only the fuzz targets need clang and its libFuzzer runtime (llvm for the
 # symbolizer that puts names on stacks).
 FUZZ_DEB_PACKAGES := clang libclang-rt-dev llvm
@@ -25,7 +25,7 @@ AARCH64_BUILD_DIR        ?= build-aarch64
 AARCH64_STATIC_BUILD_DIR ?= build-aarch64-static
 AARCH64_TOOLCHAIN        := cmake/aarch64-linux-gnu.cmake
 AARCH64_DEB_PACKAGES     := cmake make pkg-config protobuf-compiler g++-aarch64-linux-gnu qemu-user \
-                            libjsoncpp-dev:arm64 libprotobuf-dev:arm64 libgtest-dev:arm64
+                            libjsoncpp-dev:arm64 libprotobuf-dev:arm64 libgtest-dev:arm64 libpcap-dev:arm64
 
 # Any sanitizer report ends the process that made it with an abort, so a
 # test (or a gateway child of an end-to-end test) that hits one fails.
