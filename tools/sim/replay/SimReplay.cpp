@@ -194,23 +194,21 @@ int CSimReplay::load(const std::vector<std::string>& files)
     uint64_t early = 0;
     for (TCapturedDatagram& datagram : all) {
         const uint16_t port = ntohs(datagram.to.sin_port);
-        bool known = false;
-        for (int side = 0; side < E_SIDES; ++side) {
-            if (port == m_usCapturePort[side][0]) {
-                m_vecInputs.push_back({datagram.timeUs, static_cast<ESide>(side), std::move(datagram.payload),
-                                       {m_vecRecorded[E_RADIO].size(), m_vecRecorded[E_APP].size()}});
-                known = true;
-            } else if (port == m_usCapturePort[side][1]) {
-                // An answer to something before the capture began cannot come again.
-                if (m_vecInputs.empty()) {
-                    ++early;
-                } else {
-                    m_vecRecorded[side].push_back(std::move(datagram.payload));
-                }
-                known = true;
-            }
+        int side = 0;
+        while (side < E_SIDES && port != m_usCapturePort[side][0] && port != m_usCapturePort[side][1]) {
+            ++side;
         }
-        other += known ? 0 : 1;
+        if (side == E_SIDES) {
+            ++other;
+        } else if (port == m_usCapturePort[side][0]) {
+            m_vecInputs.push_back({datagram.timeUs, static_cast<ESide>(side), std::move(datagram.payload),
+                                   {m_vecRecorded[E_RADIO].size(), m_vecRecorded[E_APP].size()}});
+        } else if (m_vecInputs.empty()) {
+            // An answer to something before the capture began cannot come again.
+            ++early;
+        } else {
+            m_vecRecorded[side].push_back(std::move(datagram.payload));
+        }
     }
     printf("replay: %zu datagrams to the gateway; recorded answers: %zu to the radio side, %zu to the App",
            m_vecInputs.size(), m_vecRecorded[E_RADIO].size(), m_vecRecorded[E_APP].size());
