@@ -4,7 +4,7 @@
 BUILD_DIR ?= build
 CONFIG    ?= config/lumbrix.json
 JOBS      ?= $(shell nproc 2>/dev/null || echo 2)
-DEB_PACKAGES := cmake g++ make pkg-config libjsoncpp-dev libprotobuf-dev protobuf-compiler libgtest-dev
+DEB_PACKAGES := cmake g++ make pkg-config libjsoncpp-dev libprotobuf-dev protobuf-compiler libgtest-dev libpcap-dev
 # Only the fuzz targets need clang and its libFuzzer runtime (llvm for the
 # symbolizer that puts names on stacks).
 FUZZ_DEB_PACKAGES := clang libclang-rt-dev llvm
@@ -25,7 +25,7 @@ AARCH64_BUILD_DIR        ?= build-aarch64
 AARCH64_STATIC_BUILD_DIR ?= build-aarch64-static
 AARCH64_TOOLCHAIN        := cmake/aarch64-linux-gnu.cmake
 AARCH64_DEB_PACKAGES     := cmake make pkg-config protobuf-compiler g++-aarch64-linux-gnu qemu-user \
-                            libjsoncpp-dev:arm64 libprotobuf-dev:arm64 libgtest-dev:arm64
+                            libjsoncpp-dev:arm64 libprotobuf-dev:arm64 libgtest-dev:arm64 libpcap-dev:arm64
 
 # Any sanitizer report ends the process that made it with an abort, so a
 # test (or a gateway child of an end-to-end test) that hits one fails.
@@ -33,7 +33,7 @@ SANITIZER_ENV := ASAN_OPTIONS=abort_on_error=1:halt_on_error=1:detect_leaks=1 \
                  UBSAN_OPTIONS=abort_on_error=1:halt_on_error=1:print_stacktrace=1
 
 .PHONY: all deps deps-fuzz build test test-sanitize fuzz soak bench run clean \
-        deps-aarch64 build-aarch64 test-aarch64 test-aarch64-quick
+        deps-aarch64 build-aarch64 test-aarch64 test-aarch64-quick dist-aarch64 test-dist
 
 all: build
 
@@ -104,15 +104,21 @@ deps-aarch64:
 	  $$SUDO dpkg --add-architecture arm64; }
 	$(call install_missing,$(AARCH64_DEB_PACKAGES),--no-install-recommends)
 
+# The fully static aarch64 build directory, configured; jsoncpp is compiled
+# in from Debian's source of it (Debian ships no static jsoncpp).
+define configure_aarch64_static
+	cmake/fetch-deb-source.sh libjsoncpp $(AARCH64_STATIC_BUILD_DIR)/jsoncpp-src
+	cmake -S . -B $(AARCH64_STATIC_BUILD_DIR) -DCMAKE_TOOLCHAIN_FILE=$(AARCH64_TOOLCHAIN) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DLUMBRIX_STATIC=ON -DLUMBRIX_TESTS=OFF -DLUMBRIX_JSONCPP_SOURCE_DIR=$(CURDIR)/$(AARCH64_STATIC_BUILD_DIR)/jsoncpp-src
+endef
+
 # lumbrix and the test binaries for aarch64 in $(AARCH64_BUILD_DIR), and a
 # fully static lumbrix in $(AARCH64_STATIC_BUILD_DIR) with jsoncpp compiled
 # from Debian's source of it (Debian ships no static jsoncpp).
 build-aarch64: deps-aarch64
 	cmake -S . -B $(AARCH64_BUILD_DIR) -DCMAKE_TOOLCHAIN_FILE=$(AARCH64_TOOLCHAIN) -DCMAKE_BUILD_TYPE=RelWithDebInfo
 	cmake --build $(AARCH64_BUILD_DIR) -j $(JOBS)
-	cmake/fetch-deb-source.sh libjsoncpp $(AARCH64_STATIC_BUILD_DIR)/jsoncpp-src
-	cmake -S . -B $(AARCH64_STATIC_BUILD_DIR) -DCMAKE_TOOLCHAIN_FILE=$(AARCH64_TOOLCHAIN) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	  -DLUMBRIX_STATIC=ON -DLUMBRIX_TESTS=OFF -DLUMBRIX_JSONCPP_SOURCE_DIR=$(CURDIR)/$(AARCH64_STATIC_BUILD_DIR)/jsoncpp-src
+	$(configure_aarch64_static)
 	cmake --build $(AARCH64_STATIC_BUILD_DIR) -j $(JOBS) --target lumbrix
 
 # The whole suite against the aarch64 binaries under qemu-user (ctest runs
@@ -125,13 +131,25 @@ test-aarch64: build-aarch64
 # For CI: the static aarch64 gateway alone, exercised under qemu-user by the
 # native end-to-end suite (the simulator's test stays native).
 test-aarch64-quick: build deps-aarch64
-	cmake/fetch-deb-source.sh libjsoncpp $(AARCH64_STATIC_BUILD_DIR)/jsoncpp-src
-	cmake -S . -B $(AARCH64_STATIC_BUILD_DIR) -DCMAKE_TOOLCHAIN_FILE=$(AARCH64_TOOLCHAIN) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	  -DLUMBRIX_STATIC=ON -DLUMBRIX_TESTS=OFF -DLUMBRIX_JSONCPP_SOURCE_DIR=$(CURDIR)/$(AARCH64_STATIC_BUILD_DIR)/jsoncpp-src
+	$(configure_aarch64_static)
 	cmake --build $(AARCH64_STATIC_BUILD_DIR) -j $(JOBS) --target lumbrix
 	tests/gateway-smoke.sh $(AARCH64_STATIC_BUILD_DIR)/lumbrix qemu-aarch64
 	cd $(BUILD_DIR) && LUMBRIX_EXEC_WRAPPER=qemu-aarch64 LUMBRIX_GATEWAY=$(CURDIR)/$(AARCH64_STATIC_BUILD_DIR)/lumbrix \
 	  ctest --output-on-failure -j $(JOBS) -R '^e2e\.' -E '^e2e\.Simulator'
+
+# The controller's archive, $(AARCH64_STATIC_BUILD_DIR)/lumbrix-VERSION-aarch64.tar.gz:
+# the static gateway and simulator, stripped, with the controller's
+# configuration, init service, install and start/stop scripts and INSTALL.
+dist-aarch64: deps-aarch64
+	$(configure_aarch64_static)
+	cmake --build $(AARCH64_STATIC_BUILD_DIR) -j $(JOBS) --target dist
+
+# The archive put to work here: unpacked in a temporary directory, its
+# gateway and simulator run under qemu-user with its configuration, one
+# request of every family, its scripts and contents checked. Not part of CI
+# (see the README).
+test-dist: dist-aarch64
+	tools/dist/test-dist.sh $(AARCH64_STATIC_BUILD_DIR)
 
 run: build
 	mkdir -p log

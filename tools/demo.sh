@@ -54,44 +54,8 @@ cleanup() {
 trap cleanup EXIT
 trap 'exit 130' INT TERM
 
-# True when something on this machine has the UDP port bound.
-udp_bound() {
-  local hex
-  hex=$(printf ':%04X' "$1")
-  awk -v p="$hex" 'NR > 1 && substr($2, length($2) - 4) == p { found = 1 } END { exit !found }' \
-    /proc/net/udp /proc/net/udp6 2> /dev/null
-}
-
-# Waits up to about 5 s for the ports to be bound.
-wait_bound() {
-  local tries=0 port missing
-  while [ $tries -lt 100 ]; do
-    missing=0
-    for port in "$@"; do
-      udp_bound "$port" || missing=1
-    done
-    [ $missing = 0 ] && return 0
-    sleep 0.05
-    tries=$((tries + 1))
-  done
-  return 1
-}
-
-# Four free ports in a row between 25300 and 25999, from a random start.
-pick_ports() {
-  local base tries=0
-  base=$((25300 + (RANDOM % 170) * 4))
-  while [ $tries -lt 170 ]; do
-    if ! udp_bound $base && ! udp_bound $((base + 1)) && ! udp_bound $((base + 2)) && ! udp_bound $((base + 3)); then
-      echo $base
-      return 0
-    fi
-    base=$((base + 4))
-    [ $base -gt 25996 ] && base=25300
-    tries=$((tries + 1))
-  done
-  return 1
-}
+# udp_bound, wait_bound, pick_ports
+. "$(dirname "$0")/lib/udp-ports.sh"
 
 BASE=$(pick_ports) || { echo "demo: no four free UDP ports between 25300 and 25999" >&2; exit 2; }
 XOLT_PORT=$BASE        # the gateway's link service

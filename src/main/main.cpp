@@ -5,6 +5,7 @@
 #include "KsSignal.h"
 #include "LoggerConfig.h"
 #include "LumbrixMainCtrl.h"
+#include "LumbrixVersion.h"
 
 int main(int argc, char* argv[])
 {
@@ -16,6 +17,9 @@ int main(int argc, char* argv[])
 
     CKsSignal::init();
     initLogger(argv[1]);
+    // Which build is running, first thing in the log it has just set up; at
+    // Error level so that every configured level writes it.
+    KS_LOG_ERROR("Lumbrix version " << LUMBRIX_VERSION);
 
     if (argc > 2) {
         CCpuAffinity::pin(argv[2]);

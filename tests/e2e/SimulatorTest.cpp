@@ -1,11 +1,12 @@
 // The simulator against the real gateway: lumbrix-sim in radio mode answers
 // the gateway's frames, and one `lumbrix-sim app ...` per family of messages
 // must get its answer through the gateway (exit code 0 and the decoded
-// answer in its output). Also: the radio's report rounds, a time-out when no
-// radio answers, and clear errors for bad command lines. Expected frames are
-// worked out by hand: get gimbal speed with seq 0 is fd 03 00 00 0e 20 96,
-// checksum 196, payload 02 00 00, CRC (extra 36) 0x3ac9; the version query is
-// fd 00 00 00 0e 20 db, checksum 6, CRC (extra 0) 0x601e.
+// answer in its output). Also: the radio's report rounds, the replay of a
+// recorded session, a time-out when no radio answers, and clear errors for
+// bad command lines. Expected frames are worked out by hand: get gimbal
+// speed with seq 0 is fd 03 00 00 0e 20 96, checksum 196, payload 02 00 00,
+// CRC (extra 36) 0x3ac9; the version query is fd 00 00 00 0e 20 db,
+// checksum 6, CRC (extra 0) 0x601e.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -189,6 +190,50 @@ TEST_F(SimulatorTest, EveryFamilyIsAnsweredThroughTheGateway)
     EXPECT_NE(frames.find("RC_CMD_SET_GIMBAL_SPEED: speed 60"), std::string::npos) << frames;
     radio->stop();
     EXPECT_EQ(radio->exitCode(5000), 0);
+}
+
+// A session recorded with the simulators' --pcap (one capture per process),
+// replayed against a fresh gateway: every answer as recorded. With one byte
+// of a recorded answer changed (the gimbal speed told to the App, 50 to 51)
+// the replay fails and says where.
+TEST_F(SimulatorTest, ReplayOfARecordedSessionComparesTheAnswers)
+{
+    startGateway();
+    std::vector<std::string> captures{dir.file("radio.pcap")};
+    startRadio({"--pcap", captures.front()});
+    const std::vector<std::vector<std::string>> steps{
+        {"get-param", "gimbal-speed"}, {"set-param", "rocker-mode", "2"}, {"get-param", "rocker-mode"},
+        {"system-time", "1700000000", "8"}, {"nest", "cabin", "1", "2"}, {"device-info"}};
+    for (std::vector<std::string> words : steps) {
+        captures.push_back(dir.file("app" + std::to_string(captures.size()) + ".pcap"));
+        words.insert(words.begin(), {"--pcap", captures.back()});
+        ASSERT_EQ(app(words).code, 0);
+    }
+    radio->stop();
+    ASSERT_EQ(radio->exitCode(5000), 0);
+
+    std::vector<std::string> replay{"replay", "--gateway-config", configPath, "--speed", "0", "--compare"};
+    replay.insert(replay.end(), captures.begin(), captures.end());
+    gateway.reset();
+    startGateway();
+    const SimResult same = sim(replay, false);
+    EXPECT_EQ(same.code, 0) << same.output;
+    EXPECT_NE(same.output.find("compare: all 12 answers as recorded"), std::string::npos) << same.output;
+
+    // The first App capture ends with its answer; the gimbal speed in it is
+    // the last 08 32 (field 1, varint 50).
+    std::string changed = readFile(captures[1]);
+    changed[changed.rfind(std::string{'\x08', '\x32'}) + 1] = '\x33';
+    writeFile(captures[1], changed);
+    gateway.reset();
+    startGateway();
+    const SimResult differs = sim(replay, false);
+    EXPECT_EQ(differs.code, 1) << differs.output;
+    for (const char* text : {"compare: answer 1 to the App (App PARAM_GET_MSG (1)) differs from the recorded one:\n",
+                             "\n    recorded:     value: 51\n    replayed:     value: 50\n",
+                             "compare: differences: 1 (answers recorded: 12)\n"}) {
+        EXPECT_NE(differs.output.find(text), std::string::npos) << text << " in:\n" << differs.output;
+    }
 }
 
 TEST_F(SimulatorTest, RadioReportsReachTheApp)

@@ -54,18 +54,33 @@ int readConfig(const std::string& path, CSimConfig::ESide side, std::string& lis
 int CSimConfig::resolve(const CSimArgs& args, ESide side, sockaddr_in& listen, sockaddr_in& gateway,
                         std::string& error)
 {
+    if (addresses(args.value("config"), side, listen, gateway, error) != 0) {
+        return -1;
+    }
+    if (args.has("listen") && !CSimUdpSocket::parseAddress(args.value("listen"), listen, error)) {
+        error = "listen address: " + error;
+        return -1;
+    }
+    if (args.has("gateway") && !CSimUdpSocket::parseAddress(args.value("gateway"), gateway, error)) {
+        error = "gateway address: " + error;
+        return -1;
+    }
+    return 0;
+}
+
+int CSimConfig::addresses(const std::string& configPath, ESide side, sockaddr_in& listen, sockaddr_in& gateway,
+                          std::string& error)
+{
     const bool radio = side == E_SIDE_RADIO;
     std::string listenText = radio ? DEFAULT_RADIO_LISTEN : DEFAULT_APP_LISTEN;
     std::string gatewayText = radio ? DEFAULT_RADIO_GATEWAY : DEFAULT_APP_GATEWAY;
-    if (args.has("config")) {
+    if (!configPath.empty()) {
         listenText.clear();
         gatewayText.clear();
-        if (readConfig(args.value("config"), side, listenText, gatewayText, error) != 0) {
+        if (readConfig(configPath, side, listenText, gatewayText, error) != 0) {
             return -1;
         }
     }
-    listenText = args.value("listen", listenText);
-    gatewayText = args.value("gateway", gatewayText);
     if (!CSimUdpSocket::parseAddress(listenText, listen, error)) {
         error = "listen address: " + error;
         return -1;

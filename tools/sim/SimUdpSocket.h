@@ -27,6 +27,8 @@ public:
     int bind(const sockaddr_in& address, std::string& error);
     // The bound address (with the port the kernel chose).
     const sockaddr_in& localAddress() const { return m_local; }
+    // The socket itself, for waiting on several at once; -1 before bind.
+    int descriptor() const { return m_fd; }
     void setCapture(CPcapWriter* capture) { m_pCapture = capture; }
 
     // 0 when the whole datagram was sent, -1 otherwise.
