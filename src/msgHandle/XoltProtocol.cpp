@@ -61,7 +61,7 @@ namespace {
 
 // One byte through the parser: the body of xolt_frame_char_buffer, inlined
 // into the per-datagram loop of xolt_parse_buffer.
-inline uint8_t frameChar(xolt_message_head_t* rxmsg, xolt_status_t* status, uint8_t c,
+__attribute__((always_inline)) inline uint8_t frameChar(xolt_message_head_t* rxmsg, xolt_status_t* status, uint8_t c,
                          xolt_message_head_t* r_message)
 {
     uint8_t* payload = xolt_payload(rxmsg);
@@ -207,7 +207,7 @@ __attribute__((noinline)) void dropBadCrcFrame(xolt_message_head_t* rxmsg, xolt_
 }
 
 // One byte through xolt_parse_char on the channel's record and status.
-inline uint8_t parseChar(xolt_message_head_t* rxmsg, xolt_status_t* status, uint8_t c,
+__attribute__((always_inline)) inline uint8_t parseChar(xolt_message_head_t* rxmsg, xolt_status_t* status, uint8_t c,
                          xolt_message_head_t* r_message)
 {
     const uint8_t msg_received = frameChar(rxmsg, status, c, r_message);
