@@ -14,7 +14,7 @@ void crc_init(uint16_t* crcAccum);
 
 // Adds one byte to the accumulator. Inline: the receive parser runs it for
 // every byte of every frame.
-inline void crc_accumulate(uint8_t data, uint16_t* crcAccum)
+constexpr void crc_accumulate(uint8_t data, uint16_t* crcAccum)
 {
     // Table-free step: fold the byte into the low half, then spread it.
     uint8_t tmp = static_cast<uint8_t>(data ^ (*crcAccum & 0xFF));

@@ -1,5 +1,6 @@
 #include "XoltProtocol.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -243,10 +244,31 @@ void xolt_parse_buffer(uint8_t chan, const uint8_t* data, size_t len, xolt_messa
 {
     xolt_message_head_t* rxmsg = xolt_get_channel_buffer(chan);
     xolt_status_t* status = xolt_get_channel_status(chan);
-    for (size_t i = 0; i < len; ++i) {
+    size_t i = 0;
+    while (i < len) {
+        if (status->parse_state == XOLT_PARSE_STATE_GOT_CHKSUM) {
+            // Payload bytes, as many as the datagram holds of them: each is
+            // stored and added to the CRC exactly as the step does one by
+            // one, with nothing else to decide until the last one.
+            const size_t n = std::min<size_t>(rxmsg->len - status->packet_idx, len - i);
+            std::memcpy(xolt_payload(rxmsg) + status->packet_idx, data + i, n);
+            uint16_t crc = rxmsg->crc;
+            crc_accumulate_buffer(&crc, data + i, static_cast<uint16_t>(n));
+            rxmsg->crc = crc;
+            status->packet_idx = static_cast<uint16_t>(status->packet_idx + n);
+            if (status->packet_idx == rxmsg->len) {
+                status->parse_state = XOLT_PARSE_STATE_GOT_PAYLOAD;
+            }
+            status->msg_received = XOLT_FRAMING_INCOMPLETE;
+            r_message->len = rxmsg->len;
+            status->parse_error = 0;
+            i += n;
+            continue;
+        }
         if (parseChar(rxmsg, status, data[i], r_message) == XOLT_FRAMING_OK) {
             onFrame(r_message);
         }
+        ++i;
     }
 }
 
