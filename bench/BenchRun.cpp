@@ -345,7 +345,7 @@ bool CBenchRun::checkTargets()
         printf("  [%s] %s\n", ok ? "met" : "MISSED", text.c_str());
     };
     char text[256];
-    for (const auto& target : {std::make_pair(SUBJECT_ERROR, 0.85), std::make_pair(SUBJECT_INFO, 0.30)}) {
+    for (const auto& target : {std::make_pair(SUBJECT_ERROR, 0.93), std::make_pair(SUBJECT_INFO, 0.88)}) {
         for (EBenchPath path : PATHS) {
             const TBenchRow& row = m_rows[rowKey(target.first, path)];
             const double ratio = median(row.ratio);
@@ -358,9 +358,9 @@ bool CBenchRun::checkTargets()
         for (EBenchPath path : PATHS) {
             const TBenchRow& row = m_rows[rowKey(subject, path)];
             const double delta = median(row.p50Delta);
-            snprintf(text, sizeof(text), "%s, %s: p50 at 1 in flight %+.1f us from the relay's (within 10 us)",
+            snprintf(text, sizeof(text), "%s, %s: p50 at 1 in flight %+.1f us from the relay's (within 2 us)",
                      subject, CBenchTraffic::pathName(path), delta);
-            verdict(!row.p50Delta.empty() && delta <= 10.0, text);
+            verdict(!row.p50Delta.empty() && delta <= 2.0, text);
         }
     }
     for (const char* subject : {SUBJECT_ERROR, SUBJECT_INFO}) {
