@@ -9,19 +9,18 @@
 const std::string& CAppEnvelope::serialize(const char* token, int32_t headType, uint32_t messageId,
                                            int32_t sequence, const google::protobuf::MessageLite* body)
 {
-    // Every field is written on each use, so the reused envelope never
-    // carries anything over from the previous message.
+    // Every field that varies is written on each use, so the reused envelope
+    // never carries anything over from the previous message; device_id and
+    // version are never set, so they stay 0.
     static thread_local quelby::protocol::QuelbyMessage s_envelope;
     static thread_local std::string s_bytes;
 
     quelby::protocol::CommonHead* head = s_envelope.mutable_head_data();
     head->set_token(token);
     head->set_head_type(headType);
-    head->set_device_id(0);
     head->set_source_id(2);
     head->set_message_id(static_cast<quelby::protocol::MessageType>(messageId));
     head->set_message_sequence(sequence);
-    head->set_version(0);
     head->set_time_stamp(static_cast<int64_t>(CKsTime::getCurTimeStamp()));
     if (body != nullptr) {
         body->SerializeToString(s_envelope.mutable_data()->mutable_value());
