@@ -15,10 +15,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <iostream>
 #include <random>
 
 #include "GatewayHarness.h"
@@ -173,7 +173,8 @@ protected:
         h.sendEnvelope(withSequence(r.bytes, sequence));
         if (!await(false, [&r](const std::string& f) {
                 return static_cast<uint8_t>(f[6]) == r.answerId &&
-                       (r.answerSub < 0 || (f.size() > XOLT_NUM_NON_PAYLOAD_BYTES && static_cast<uint8_t>(f[8]) == r.answerSub));
+                       (r.answerSub < 0 || (f.size() > XOLT_NUM_NON_PAYLOAD_BYTES &&
+                                            static_cast<uint8_t>(f[XOLT_HEADER_LEN]) == r.answerSub));
             })) {
             return "no frame to the radio side";
         }
@@ -248,16 +249,15 @@ TEST_F(CSoak, DatagramsThenEveryFamilyAnswers)
         if (f.answered && f.queueKey == 0) {
             h.sendFrame(f.bytes);
             EXPECT_TRUE(await(true, [&f](const std::string& m) {
-                return f.answerId == kStateDependentAnswer || static_cast<uint32_t>(headOf(m).message_id()) == f.answerId;
+                return f.answerId == kStateDependentAnswer ||
+                       static_cast<uint32_t>(headOf(m).message_id()) == f.answerId;
             })) << "no App message after frame " << f.name;
         }
     }
     const long rssEnd = residentKiB(pid);
-    printf("soak: %llu datagrams in %.1f s, seed %llu; %llu datagrams out checked, %llu broken; resident memory (KiB) %ld at start, %ld after %llu datagrams, %ld at the end\n",
-           static_cast<unsigned long long>(sent), seconds, static_cast<unsigned long long>(envNumber("SOAK_SEED", 1)),
-           static_cast<unsigned long long>(m_outputs), static_cast<unsigned long long>(m_broken),
-           rssAtStart, rssBaseline,
-           static_cast<unsigned long long>(total / 10), rssEnd);
+    std::cout << "soak: " << sent << " datagrams in " << seconds << " s, seed " << envNumber("SOAK_SEED", 1) << "; "
+              << m_outputs << " datagrams out checked, " << m_broken << " broken; resident memory (KiB) " << rssAtStart
+              << " at start, " << rssBaseline << " after " << total / 10 << " datagrams, " << rssEnd << " at the end\n";
     EXPECT_EQ(total, sent) << "stopped by the time limit";
     EXPECT_EQ(0u, m_broken);
     EXPECT_LE(rssEnd - rssBaseline, kMostGrowthKiB);
