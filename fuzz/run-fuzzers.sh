@@ -4,12 +4,12 @@
 #
 #   fuzz/run-fuzzers.sh BUILD_DIR SECONDS [TARGET...]
 #
-# Each target starts from its generated seeds, the inputs kept in
-# fuzz/corpus/<name>/ (regressions among them) and what earlier runs in
-# BUILD_DIR found; new inputs go to BUILD_DIR/fuzz-corpus/<name>/. A finding
+# Each target starts from the seeds it writes (FUZZ_SEED_DIR), the inputs
+# kept in fuzz/corpus/<name>/ (regressions among them) and what earlier runs
+# in BUILD_DIR found; new inputs go to BUILD_DIR/fuzz-corpus/<name>/. A finding
 # is written to BUILD_DIR/fuzz-findings/ and reproduces with
 #   BUILD_DIR/fuzz/fuzz_<name> /absolute/path/of/the/finding
-# (absolute: fuzz_config works in a directory of its own).
+# (absolute: the targets work in a directory of their own).
 set -uo pipefail
 
 here="$(cd "$(dirname "$0")" && pwd)"
@@ -21,7 +21,6 @@ if [ ${#targets[@]} -eq 0 ]; then
   targets=(xolt_parser radio_to_app app_to_radio config)
 fi
 
-"$build/fuzz/fuzz_seeds" "$build/fuzz-seeds" || exit 1
 mkdir -p "$build/fuzz-findings"
 
 # Reports fail the target; leaks are checked at exit and per input. The
@@ -43,12 +42,12 @@ for name in "${targets[@]}"; do
   log="$build/fuzz-findings/$name.log"
   echo "=== fuzz_$name: ${seconds}s"
   start=$(date +%s)
-  "$binary" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 -max_len=4096 \
+  FUZZ_SEED_DIR="$build/fuzz-seeds/$name" "$binary" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 -max_len=4096 \
     -close_fd_mask=1 -print_final_stats=1 -artifact_prefix="$build/fuzz-findings/$name-" \
     "${dict[@]}" "$work" "$build/fuzz-seeds/$name" "${kept[@]}" >"$log" 2>&1
   status=$?
   elapsed=$(( $(date +%s) - start ))
-  grep -a -m 3 -E "handlers registered|^stat::number_of_executed_units|^stat::peak_rss_mb" "$log" || true
+  grep -a -m 2 -E "^stat::number_of_executed_units|^stat::peak_rss_mb" "$log" || true
   echo "    corpus: $(ls "$work" | wc -l) inputs, ${elapsed}s, exit status $status"
   if [ $status -ne 0 ]; then
     echo "!!! fuzz_$name found a problem ($log):"
