@@ -40,8 +40,14 @@ UdpPeer::UdpPeer()
 
 UdpPeer::~UdpPeer()
 {
+    close();
+}
+
+void UdpPeer::close()
+{
     if (m_fd >= 0) {
-        close(m_fd);
+        ::close(m_fd);
+        m_fd = -1;
     }
 }
 
@@ -73,16 +79,6 @@ bool UdpPeer::receive(std::string& out, int timeoutMs)
     }
     out.assign(buf, static_cast<size_t>(n));
     return true;
-}
-
-std::vector<std::string> UdpPeer::drain(int quietMs)
-{
-    std::vector<std::string> all;
-    std::string one;
-    while (receive(one, quietMs)) {
-        all.push_back(one);
-    }
-    return all;
 }
 
 uint16_t freeUdpPort()

@@ -19,8 +19,8 @@ public:
     bool sendTo(uint16_t port, const std::vector<uint8_t>& bytes);
     // One datagram, or false after timeoutMs.
     bool receive(std::string& out, int timeoutMs);
-    // Receives until nothing arrives for quietMs; returns the datagrams.
-    std::vector<std::string> drain(int quietMs);
+    // Gives the port up (to a simulator that takes this role).
+    void close();
 
 private:
     int m_fd = -1;
