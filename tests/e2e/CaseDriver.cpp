@@ -1,8 +1,7 @@
 // The end-to-end cases: every "## Name" section of tests/e2e/cases/FILE.md
 // is the test e2e.FILE.Name, run against a freshly started gateway (free
 // loopback ports, a temporary directory, stand-in sockets for the radio side
-// and the App). Lines indented by four spaces are steps, run in order; lines
-// indented further continue the step above (joined with a blank); other
+// and the App). Lines indented by four spaces are steps, run in order; other
 // lines are prose. Steps above the first section run first in every section
 // of the file. A section stops at its first failing step, and passes only if
 // nothing is left to arrive on either side at its end.
@@ -12,7 +11,7 @@
 // step whose every {column} is empty is left out for that row.
 //
 // Settings, before the first other step (the gateway starts then):
-//   level LEVEL            log level of the configuration (default Debug)
+//   level LEVEL            log level of the configuration (default Info)
 //   args WORD...           arguments after the configuration file (CPU list)
 //   argv [WORD...]         the whole command line instead; nothing is awaited
 //   file NAME TEXT         writes TEXT to NAME in the temporary directory
@@ -39,8 +38,10 @@
 //                          TYPE's data field, parsed as TYPE2, apart. No
 //                          body: no data.
 //   quiet [app|radio]      nothing arrives there (both unless given) in 100 ms
-//   log LEVEL FILE TEXT    the whole log line "[LEVEL] FILE:<line> TEXT"
-//   out TEXT / no TEXT     TEXT is / is not in the output (stdout and stderr)
+//   log LEVEL FILE TEXT [| TEXT...]   each a whole log line
+//                          "[LEVEL] FILE:<line> TEXT"
+//   out TEXT [| TEXT...] / no TEXT [| TEXT...]
+//                          each TEXT is / is not in the output (stdout, stderr)
 //   count N TEXT           TEXT exactly N times in the output
 //   mark                   output searches start from here on
 //   in FILE TEXT           the file in the temporary directory holds TEXT
@@ -50,14 +51,12 @@
 //   runs MS                the gateway still runs after MS
 //   N* STEP                the step N times
 // TEXT takes the escapes of protobuf's text format (\n, \x07, \\).
-// BYTES: hex digits in pairs ("fd0300" or "fd 03 00"), "text" (escaped as
-// above), a range "40..c1", a repeat "00*20" or "\"Z\"*400", "~N" zeros up to
-// N bytes in all, "??" any byte and a final "..." any rest (expectations). In
+// BYTES, words separated by blanks: hex digits in pairs ("fd0300"), "text"
+// without blanks (escaped as above), a range "40..c1", a repeat "00*20" or
+// "\"Z\"*400", "~N" zeros up to N bytes in all, "??" any byte and a final
+// "..." any rest (the last two in expectations). In
 // every step {size} is the size of the last App message, {app}, {radio},
 // {xolt}, {protobuf} the ports, {pid}, {dir}, {config}, {json}, {gateway}
-// what they say, and {u8@N} (s8, u16, i16, u32) the little-endian value at
-// payload offset N of the receive record as the frames sent so far left it:
-// payload, then CRC, then older bytes.
 #include <gtest/gtest.h>
 
 #include <google/protobuf/any.pb.h>
@@ -91,7 +90,7 @@ struct Section {
     std::vector<Step> steps;
 };
 
-using Table = std::vector<std::pair<int, std::vector<std::string>>>; // line, cells
+using Table = std::vector<std::pair<int, std::vector<std::string>>>; // line number, cells
 
 std::string trim(const std::string& s)
 {
@@ -99,12 +98,11 @@ std::string trim(const std::string& s)
     return a == std::string::npos ? "" : s.substr(a, s.find_last_not_of(' ') - a + 1);
 }
 
-// The steps from `from` on once per table row (the first two rows are the
-// header and the rule).
+// The steps from `from` on, once per table row after the header and rule.
 void unroll(std::vector<Step>& steps, Table& table, size_t from)
 {
-    const std::vector<Step> tmpl(steps.begin() + std::min(from, steps.size()), steps.end());
-    steps.resize(std::min(from, steps.size()));
+    const std::vector<Step> tmpl(steps.begin() + from, steps.end());
+    steps.resize(from);
     for (size_t r = 2; r < table.size(); ++r) {
         for (Step step : tmpl) {
             bool used = false, filled = false;
@@ -125,46 +123,39 @@ void unroll(std::vector<Step>& steps, Table& table, size_t from)
 
 std::vector<Section> readCases(const std::string& dir)
 {
-    std::vector<std::string> files;
+    std::vector<std::filesystem::path> files;
     for (const auto& entry : std::filesystem::directory_iterator(dir)) {
         if (entry.path().extension() == ".md") {
-            files.push_back(entry.path().string());
+            files.push_back(entry.path());
         }
     }
     std::sort(files.begin(), files.end());
     std::vector<Section> sections;
-    for (const std::string& file : files) {
+    for (const std::filesystem::path& file : files) {
         std::ifstream in(file);
         std::vector<Step> preamble;
         std::vector<Step>* steps = &preamble;
         Table table;
         size_t from = 0;
         int number = 0;
-        for (std::string line; std::getline(in, line);) {
-            ++number;
+        for (std::string line; std::getline(in, line) || !table.empty(); line.clear()) {
             const bool step = line.rfind("    ", 0) == 0 && !trim(line).empty();
-            if (!table.empty() && !step && !line.empty() && (line[0] != '|' || from != steps->size())) {
+            if (!table.empty() && !step && (!in || (!line.empty() && (line[0] != '|' || from != steps->size())))) {
                 unroll(*steps, table, from);
             }
+            ++number;
             if (line.rfind("## ", 0) == 0) {
-                const std::string stem = std::filesystem::path(file).stem().string();
-                sections.push_back({file, stem, trim(line.substr(3)), number, preamble});
+                sections.push_back({file.string(), file.stem().string(), trim(line.substr(3)), number, preamble});
                 steps = &sections.back().steps;
             } else if (line[0] == '|') {
-                std::vector<std::string> cells;
+                table.push_back({number, {}});
                 for (size_t i = 1, j; (j = line.find('|', i)) != std::string::npos; i = j + 1) {
-                    cells.push_back(trim(line.substr(i, j - i)));
+                    table.back().second.push_back(trim(line.substr(i, j - i)));
                 }
-                table.push_back({number, cells});
                 from = steps->size();
-            } else if (step && line.rfind("      ", 0) == 0 && !steps->empty()) {
-                steps->back().text += " " + trim(line);
             } else if (step) {
                 steps->push_back({number, line.substr(4)});
             }
-        }
-        if (!table.empty()) {
-            unroll(*steps, table, from);
         }
     }
     return sections;
@@ -189,106 +180,51 @@ std::string text(const std::string& s)
 // BYTES as above; -1 stands for any byte, -2 for any rest.
 bool parseBytes(const std::string& s, std::vector<int>& out)
 {
-    static const std::regex word(R"(\s*(?:(\.\.\.)|~(\d+)|([0-9a-fA-F]{2})\.\.([0-9a-fA-F]{2})|)"
-                                 R"(((?:[0-9a-fA-F]{2}|\?\?)+|"(?:[^"\\]|\\.)*")(?:\*(\d+))?)(?=\s|$))");
+    static const std::regex word(R"((\.\.\.)|~(\d+)|([0-9a-f]{2})\.\.([0-9a-f]{2})|((?:[0-9a-f]{2}|\?\?)+|".*")(?:\*(\d+))?)",
+                                 std::regex::icase);
+    std::istringstream in(s);
     std::smatch m;
-    for (auto at = s.cbegin(); at != s.cend() && std::regex_search(at, s.cend(), m, word,
-                                                                   std::regex_constants::match_continuous);) {
-        at = m[0].second;
-        if (m[1].matched) {
-            out.push_back(-2);
-        } else if (m[2].matched) {
-            out.resize(std::stoul(m[2]), 0);
+    for (std::string w, str; in >> w;) {
+        std::vector<int> unit;
+        if (!std::regex_match(w, m, word) || (w[0] == '"' && !unescape(m[5], str))) {
+            return false;
+        } else if (m[1].matched || m[2].matched) {
+            m[1].matched ? out.push_back(-2) : out.resize(std::stoul(m[2]), 0);
         } else if (m[3].matched) {
             for (int b = std::stoi(m[3], nullptr, 16); b <= std::stoi(m[4], nullptr, 16); ++b) {
                 out.push_back(b);
             }
-        } else {
-            std::string unit = m[5];
-            const bool quoted = unit[0] == '"';
-            std::vector<int> bytes;
-            if (quoted && unescape(unit, unit)) {
-                bytes.assign(unit.begin(), unit.end());
-                for (int& b : bytes) {
-                    b &= 0xFF;
-                }
-            }
-            for (size_t k = 0; !quoted && k < unit.size(); k += 2) {
-                bytes.push_back(unit[k] == '?' ? -1 : std::stoi(unit.substr(k, 2), nullptr, 16));
-            }
-            for (unsigned long n = m[6].matched ? std::stoul(m[6]) : 1; n > 0; --n) {
-                out.insert(out.end(), bytes.begin(), bytes.end());
-            }
         }
-        if (trim(std::string(at, s.cend())).empty()) {
-            return true;
+        for (unsigned char c : w[0] == '"' ? str : "") {
+            unit.push_back(c);
         }
-    }
-    return trim(s).empty();
-}
-
-// "TYPE {TEXT}" as a message of that type; rest gets what follows it.
-std::unique_ptr<gp::Message> parseMessage(const std::string& s, std::string& rest)
-{
-    const size_t open = s.find('{');
-    const gp::Descriptor* d = open == std::string::npos ? nullptr
-                                  : gp::DescriptorPool::generated_pool()->FindMessageTypeByName(
-                                        "quelby.protocol." + trim(s.substr(0, open)));
-    size_t close = open;
-    for (int depth = 0; d != nullptr && close < s.size(); ++close) {
-        if (s[close] == '"') {
-            for (++close; close < s.size() && s[close] != '"'; close += s[close] == '\\' ? 2 : 1) {
-            }
+        for (size_t k = 0; m[5].matched && w[0] != '"' && k < static_cast<size_t>(m[5].length()); k += 2) {
+            unit.push_back(w[k] == '?' ? -1 : std::stoi(w.substr(k, 2), nullptr, 16));
         }
-        depth += s[close] == '{' ? 1 : s[close] == '}' ? -1 : 0;
-        if (depth == 0) {
-            break;
+        for (unsigned long n = m[6].matched ? std::stoul(m[6]) : 1; n > 0; --n) {
+            out.insert(out.end(), unit.begin(), unit.end());
         }
-    }
-    if (d == nullptr || close >= s.size()) {
-        return nullptr;
-    }
-    std::unique_ptr<gp::Message> m(gp::MessageFactory::generated_factory()->GetPrototype(d)->New());
-    rest = s.substr(close + 1);
-    return gp::TextFormat::ParseFromString(s.substr(open + 1, close - open - 1), m.get()) ? std::move(m) : nullptr;
-}
-
-bool messageId(const std::string& w, uint32_t& id)
-{
-    if (const gp::EnumValueDescriptor* v = qp::MessageType_descriptor()->FindValueByName(w)) {
-        id = static_cast<uint32_t>(v->number());
-        return true;
-    }
-    char* end = nullptr;
-    id = static_cast<uint32_t>(std::strtoul(w.c_str(), &end, 0));
-    return !w.empty() && *end == '\0';
-}
-
-bool within(int ms, const std::function<bool()>& ok)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-    while (!ok()) {
-        if (std::chrono::steady_clock::now() >= deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     return true;
 }
 
-int64_t wallMs()
+// "TYPE {TEXT}" as a message of that type, or nothing.
+std::unique_ptr<gp::Message> parseMessage(const std::string& s)
 {
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+    const size_t open = s.find('{'), close = s.rfind('}');
+    const gp::Descriptor* d = open < close && close != std::string::npos
+        ? gp::DescriptorPool::generated_pool()->FindMessageTypeByName("quelby.protocol." + trim(s.substr(0, open)))
+        : nullptr;
+    std::unique_ptr<gp::Message> m(d ? gp::MessageFactory::generated_factory()->GetPrototype(d)->New() : nullptr);
+    return m && gp::TextFormat::ParseFromString(s.substr(open + 1, close - open - 1), m.get()) ? std::move(m) : nullptr;
 }
 
-size_t occurrences(const std::string& s, const std::string& what)
+bool messageId(const std::string& w, uint32_t& id)
 {
-    size_t n = 0;
-    for (size_t at = s.find(what); at != std::string::npos; at = s.find(what, at + what.size())) {
-        ++n;
-    }
-    return n;
+    const gp::EnumValueDescriptor* v = qp::MessageType_descriptor()->FindValueByName(w);
+    char* end = nullptr;
+    id = v ? static_cast<uint32_t>(v->number()) : static_cast<uint32_t>(std::strtoul(w.c_str(), &end, 0));
+    return v || (!w.empty() && *end == '\0');
 }
 
 // True when out holds the whole log line "[level] file:<digits> text".
@@ -319,17 +255,16 @@ public:
 
     void run()
     {
+        static const std::regex times(R"((\d+)\* (.*))");
         for (const Step& step : m_section.steps) {
             testing::ScopedTrace trace(m_section.file.c_str(), step.line, step.text);
-            if (!m_started && setting(step.text)) {
-                continue;
-            }
-            if (!m_started && !(m_started = true, start())) {
-                return;
-            }
-            static const std::regex times(R"((\d+)\* (.*))");
             std::smatch m;
             const bool repeated = std::regex_match(step.text, m, times);
+            if (!m_started && setting(step.text)) {
+                continue;
+            } else if (!m_started && !(m_started = true, start())) {
+                return;
+            }
             for (int n = repeated ? std::stoi(m[1]) : 1; n > 0; --n) {
                 if (!one(expand(repeated ? m[2].str() : step.text))) {
                     return;
@@ -356,26 +291,21 @@ private:
         if (keyword == "level") {
             in >> m_level;
         } else if (keyword == "args" || keyword == "argv") {
-            m_argv = keyword == "argv";
-            while (in >> word) {
+            for (m_argv = keyword == "argv"; in >> word;) {
                 m_args.push_back(expand(word));
             }
-        } else if (keyword == "file") {
-            in >> word;
+        } else if (keyword == "file" && in >> word) {
             writeFile(h.dir.file(word), expand(trim(step.substr(step.find(word) + word.size()))));
-        } else {
-            return false;
         }
-        return true;
+        return keyword == "level" || keyword == "args" || keyword == "argv" || keyword == "file";
     }
 
     bool start()
     {
         if (m_argv) {
             h.process.reset(new GatewayProcess(m_args, h.outputPath, h.dir.path()));
-            return true;
         }
-        return h.start(m_level, m_args) || fail("the gateway did not start");
+        return m_argv || h.start(m_level, m_args) || fail("the gateway did not start");
     }
 
     std::string expand(const std::string& step)
@@ -389,20 +319,15 @@ private:
             {"pid", std::to_string(h.process ? h.process->pid() : 0)}};
         std::string out;
         auto last = step.cbegin();
-        for (std::sregex_iterator it(step.begin(), step.end(), field), end; it != end; ++it) {
+        for (std::sregex_iterator it(step.begin(), step.end(), field), end; it != end; last = (it++)->suffix().first) {
             const std::string name = (*it)[1];
-            std::string value = names.count(name) ? names.at(name) : it->str();
-            if ((*it)[2].matched) {
-                const uint8_t* r = &m_record[std::min<size_t>(std::stoul((*it)[2]), m_record.size() - 4)];
-                const uint32_t u32 = r[0] | r[1] << 8 | r[2] << 16 | static_cast<uint32_t>(r[3]) << 24;
-                value = std::to_string(name == "u8"    ? int64_t{r[0]}
-                                       : name == "s8"  ? int64_t{static_cast<int8_t>(r[0])}
-                                       : name == "u16" ? int64_t{u32 & 0xFFFF}
-                                       : name == "i16" ? int64_t{static_cast<int16_t>(u32)}
-                                                       : int64_t{u32});
-            }
-            out.append(last, it->prefix().second) += value;
-            last = it->suffix().first;
+            const uint8_t* r = &m_record[std::min<size_t>((*it)[2].matched ? std::stoul((*it)[2]) : 0, 520)];
+            const uint32_t u32 = r[0] | r[1] << 8 | r[2] << 16 | static_cast<uint32_t>(r[3]) << 24;
+            const std::map<std::string, int64_t> record{
+                {"u8", r[0]}, {"s8", static_cast<int8_t>(r[0])}, {"u16", u32 & 0xFFFF}, {"i16", static_cast<int16_t>(u32)}, {"u32", u32}};
+            out.append(last, it->prefix().second) += (*it)[2].matched && record.count(name) ? std::to_string(record.at(name))
+                                                     : names.count(name)                    ? names.at(name)
+                                                                                            : it->str();
         }
         return out.append(last, step.cend());
     }
@@ -417,30 +342,44 @@ private:
         } else if (keyword == "radio") {
             return sendRadio(rest);
         } else if (keyword == "app-bytes" || keyword == "radio-bytes") {
-            return (parseBytes(rest, bytes) &&
-                    (keyword == "app-bytes" ? h.sendEnvelope(std::string(bytes.begin(), bytes.end()))
-                                            : h.sendFrame(std::string(bytes.begin(), bytes.end())))) ||
-                   fail("bad bytes");
+            const bool ok = parseBytes(rest, bytes);
+            const std::string datagram(bytes.begin(), bytes.end());
+            return (ok && (keyword == "app-bytes" ? h.sendEnvelope(datagram) : h.sendFrame(datagram))) || fail("bad bytes");
         } else if (keyword == "to-radio") {
             return toRadio(rest);
         } else if (keyword == "to-app") {
             return toApp(rest);
         } else if (keyword == "quiet") {
             return quiet(rest);
-        } else if (keyword == "log") {
+        } else if (keyword == "log" || keyword == "out" || keyword == "no") {
             std::istringstream in(rest);
             std::string level, file;
-            in >> level >> file;
-            const std::string line = text(rest.substr(std::min(rest.size(), level.size() + file.size() + 2)));
-            return within(2000, [&] { return hasLogLine(h.output().substr(m_mark), level, file, line); }) ||
-                   fail("no log line [" + level + "] " + file + ":<line> " + line);
-        } else if (keyword == "out" || keyword == "no") {
-            auto found = [&] { return h.output().find(text(rest), m_mark) != std::string::npos; };
-            return (keyword == "out" ? within(2000, found) : !found()) || fail(keyword + ": " + text(rest));
+            if (keyword == "log") {
+                in >> level >> file;
+            }
+            std::string all = rest.substr(std::min(rest.size(), level.size() + file.size() + (keyword == "log") * 2));
+            for (size_t bar; !all.empty(); all = bar == std::string::npos ? "" : all.substr(bar + 3)) {
+                const std::string one = text(all.substr(0, bar = all.find(" | ")));
+                auto found = [&] {
+                    const std::string out = h.output().substr(m_mark);
+                    return keyword == "log" ? hasLogLine(out, level, file, one) : out.find(one) != std::string::npos;
+                };
+                if (keyword == "no" ? found() : !within(2000, found)) {
+                    return fail(keyword + " " + level + " " + file + " " + one);
+                }
+            }
+            return true;
         } else if (keyword == "count") {
             const size_t n = std::stoul(rest);
             const std::string what = text(rest.substr(rest.find(' ') + 1));
-            auto count = [&] { return occurrences(h.output().substr(m_mark), what); };
+            auto count = [&] {
+                const std::string out = h.output().substr(m_mark);
+                size_t c = 0;
+                for (size_t at = out.find(what); at != std::string::npos; at = out.find(what, at + what.size())) {
+                    ++c;
+                }
+                return c;
+            };
             within(2000, [&] { return count() >= n; });
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             return count() == n || fail(std::to_string(count()) + " times, not " + std::to_string(n) + ": " + what);
@@ -457,15 +396,15 @@ private:
                        " {buttontype: RC_BUTTON_TYPE_PHOTO buttonstate: RC_BUTTON_STATE_CLICK}") &&
                    one("app DRONE_UTC_TIME_SYNC_NTFY 0 DroneUTCTimeSync {gps_time: 1}") &&
                    one("to-radio fd 08 00 ?? 0e 20 18 ?? 01 00*7 ????");
-        } else if (keyword == "signal") {
+        } else if (keyword == "signal" && signalNumber(rest) != 0) {
             h.process->signal(signalNumber(rest));
-            return signalNumber(rest) != 0 || fail("unknown signal");
+            return true;
         } else if (keyword == "exits" || keyword == "killed") {
             const int status = h.process->waitExit(5000);
-            const bool ok = status != -1 && (keyword == "exits" ? WIFEXITED(status) && WEXITSTATUS(status) == std::stoi(rest)
-                                                                : WIFSIGNALED(status) && WTERMSIG(status) == signalNumber(rest));
             h.process.reset(); // an end that was expected
-            return ok || fail(status == -1 ? "still running" : "ended with " + describeExit(status));
+            return (status != -1 && (keyword == "exits" ? WIFEXITED(status) && WEXITSTATUS(status) == std::stoi(rest)
+                                                        : WIFSIGNALED(status) && WTERMSIG(status) == signalNumber(rest))) ||
+                   fail(status == -1 ? "still running" : "ended with " + describeExit(status));
         } else if (keyword == "runs") {
             return h.process->waitExit(std::stoi(rest)) == -1 || fail("ended with " + describeExit(h.process->rawStatus()));
         }
@@ -477,29 +416,16 @@ private:
         static const std::regex form(R"((\S+) (-?\d+)(?: head (\d+))?(?: token (\S+))?(?: data (".*")| (.+))?)");
         std::smatch m;
         uint32_t id = 0;
-        if (!std::regex_match(rest, m, form) || !messageId(m[1], id)) {
+        std::unique_ptr<gp::Message> body;
+        std::string value;
+        if (!std::regex_match(rest, m, form) || !messageId(m[1], id) || (m[5].matched && !unescape(m[5], value)) ||
+            (m[6].matched && !(body = parseMessage(m[6])))) {
             return fail("app ID SEQ [head H] [token T] [TYPE {TEXT} | data \"BYTES\"]");
         }
         qp::QuelbyMessage envelope;
-        qp::CommonHead* head = envelope.mutable_head_data();
-        head->set_token(m[4].matched ? m[4].str() : "App");
-        head->set_head_type(m[3].matched ? std::stoi(m[3]) : 1);
-        head->set_source_id(1);
-        head->set_message_id(static_cast<qp::MessageType>(id));
-        head->set_message_sequence(std::stoi(m[2]));
-        head->set_time_stamp(1);
-        std::string value, more;
-        if (m[5].matched && !unescape(m[5], value)) {
-            return fail("bad data");
-        }
-        if (m[6].matched) {
-            std::unique_ptr<gp::Message> body = parseMessage(m[6], more);
-            if (!body || !trim(more).empty()) {
-                return fail("bad body");
-            }
-            value = body->SerializeAsString();
-        }
-        if (m[5].matched || m[6].matched) {
+        envelope.ParseFromString(appRequest(id, std::stoi(m[2]), body.get(), m[3].matched ? std::stoi(m[3]) : 1,
+                                            m[4].matched ? m[4].str() : "App"));
+        if (m[5].matched) {
             envelope.mutable_data()->set_value(value);
         }
         return h.sendEnvelope(envelope.SerializeAsString()) || fail("send failed");
@@ -524,11 +450,8 @@ private:
     {
         std::vector<int> want;
         std::string got;
-        if (!parseBytes(rest, want)) {
-            return fail("bad bytes");
-        }
-        if (!h.radio.receive(got, 2000)) {
-            return fail("no frame to the radio side");
+        if (!parseBytes(rest, want) || !h.radio.receive(got, 2000)) {
+            return fail("bad bytes, or no frame to the radio side");
         }
         bool same = got.size() == want.size() || (!want.empty() && want.back() == -2);
         for (size_t i = 0; same && i < want.size() && want[i] != -2; ++i) {
@@ -542,19 +465,15 @@ private:
         static const std::regex form(R"((\S+) (\d+) (-?\d+)(?: token (\S+))?(?: (.+))?)");
         std::smatch m;
         uint32_t id = 0;
-        if (!std::regex_match(rest, m, form) || !messageId(m[1], id)) {
-            return fail("to-app ID HEAD SEQ [token T] [TYPE {TEXT} [> TYPE2 {TEXT2}]]");
-        }
-        const int64_t before = wallMs();
         std::string datagram;
         qp::QuelbyMessage envelope;
-        if (!h.app.receive(datagram, 2000)) {
-            return fail("no App message");
+        const int64_t before = wallMs();
+        if (!std::regex_match(rest, m, form) || !messageId(m[1], id)) {
+            return fail("to-app ID HEAD SEQ [token T] [TYPE {TEXT} [> TYPE2 {TEXT2}]]");
+        } else if (!h.app.receive(datagram, 2000) || !envelope.ParseFromString(datagram)) {
+            return fail("no App message, or not an envelope: " + hexOf(datagram));
         }
         m_lastAppSize = datagram.size();
-        if (!envelope.ParseFromString(datagram)) {
-            return fail("not an envelope: " + hexOf(datagram));
-        }
         const qp::CommonHead& head = envelope.head_data();
         if (head.token() != (m[4].matched ? m[4].str() : "Remote") || head.head_type() != std::stoi(m[2]) ||
             head.device_id() != 0 || head.source_id() != 2 || static_cast<uint32_t>(head.message_id()) != id ||
@@ -563,27 +482,20 @@ private:
             envelope.has_data() != m[5].matched) {
             return fail("App message: " + envelope.ShortDebugString());
         }
-        std::string body = m[5], value = envelope.data().value();
-        while (!trim(body).empty()) {
-            std::string more;
-            std::unique_ptr<gp::Message> want = parseMessage(body, more);
-            if (!want) {
-                return fail("bad body");
-            }
-            std::unique_ptr<gp::Message> got(want->New());
-            if (!got->ParseFromString(value)) {
-                return fail("not a " + want->GetTypeName() + ": " + hexOf(value));
-            }
-            if (trim(more)[0] == '>') {
+        std::string value = envelope.data().value(), body = m[5];
+        for (size_t next; !body.empty(); body = next == std::string::npos ? "" : body.substr(next + 3)) {
+            std::unique_ptr<gp::Message> want = parseMessage(body.substr(0, next = body.find(" > ")));
+            std::unique_ptr<gp::Message> got(want ? want->New() : nullptr);
+            if (!got || !got->ParseFromString(value)) {
+                return fail("bad body, or the App message's is not one: " + hexOf(value));
+            } else if (next != std::string::npos) { // the rest describes its data
                 const gp::FieldDescriptor* data = got->GetDescriptor()->FindFieldByName("data");
                 value = got->GetReflection()->GetString(*got, data);
                 got->GetReflection()->ClearField(got.get(), data);
-                more = trim(more).substr(1);
             }
             if (!gp::util::MessageDifferencer::Equals(*want, *got)) {
                 return fail("App message body " + got->ShortDebugString() + "\n expected " + want->ShortDebugString());
             }
-            body = more;
         }
         return true;
     }
@@ -592,26 +504,25 @@ private:
     {
         std::string got;
         for (int i = 0; i < 10; ++i) {
-            if (side != "radio" && h.app.receive(got, 5)) {
-                qp::QuelbyMessage envelope;
-                envelope.ParseFromString(got);
-                return fail("App message: " + envelope.ShortDebugString());
-            }
-            if (side != "app" && h.radio.receive(got, 5)) {
-                return fail("frame to the radio side: " + hexOf(got));
+            if ((side != "radio" && h.app.receive(got, 5)) || (side != "app" && h.radio.receive(got, 5))) {
+                return fail("unexpected datagram: " + hexOf(got));
             }
         }
         return true;
     }
 
+    static int64_t wallMs()
+    {
+        using namespace std::chrono;
+        return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+    }
+
     const Section& m_section;
     GatewayHarness h;
-    std::string m_level = "Debug";
+    std::string m_level = "Info";
     std::vector<std::string> m_args;
-    bool m_argv = false;
-    bool m_started = false;
-    size_t m_mark = 0;
-    size_t m_lastAppSize = 0;
+    bool m_argv = false, m_started = false;
+    size_t m_mark = 0, m_lastAppSize = 0;
     uint8_t m_radioSeq = 0;
     std::vector<uint8_t> m_record = std::vector<uint8_t>(524, 0);
 };

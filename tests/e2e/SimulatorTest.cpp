@@ -9,14 +9,13 @@
 
 #include <csignal>
 #include <sys/wait.h>
-#include <thread>
 
 #include "GatewayHarness.h"
 
 namespace {
 
 struct SimResult {
-    int code; // -1: still running after 10 s, -2: ended by a signal
+    int code;
     std::string output;
 };
 
@@ -35,10 +34,7 @@ protected:
                                           uint16_t port)
     {
         auto child = std::make_unique<GatewayProcess>(args, h.dir.file(name), "", LUMBRIX_SIM_BINARY);
-        for (int i = 0; i < 500 && !udpPortBound(port); ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        EXPECT_TRUE(udpPortBound(port)) << child->output();
+        EXPECT_TRUE(within(5000, [&] { return udpPortBound(port); })) << child->output();
         return child;
     }
 
@@ -48,19 +44,24 @@ protected:
         return spawn(extra, "radio.out", h.radio.port());
     }
 
+    // The child's exit code once it ended (bounded); -1 if it did not, -2 if a signal ended it.
+    static int exitCode(GatewayProcess& child, int timeoutMs)
+    {
+        const int status = child.waitExit(timeoutMs);
+        return status == -1 ? -1 : WIFEXITED(status) ? WEXITSTATUS(status) : -2;
+    }
+
     static int stop(GatewayProcess& child)
     {
         child.signal(SIGTERM);
-        const int status = child.waitExit(5000);
-        return status == -1 ? -1 : WIFEXITED(status) ? WEXITSTATUS(status) : -2;
+        return exitCode(child, 5000);
     }
 
     // One simulator run to its end (bounded).
     SimResult sim(const std::vector<std::string>& args)
     {
         GatewayProcess child(args, h.dir.file("sim.out"), "", LUMBRIX_SIM_BINARY);
-        const int status = child.waitExit(10000);
-        return {status == -1 ? -1 : WIFEXITED(status) ? WEXITSTATUS(status) : -2, child.output()};
+        return {exitCode(child, 10000), child.output()};
     }
 
     SimResult app(std::vector<std::string> words)
@@ -178,8 +179,7 @@ TEST_F(SimulatorTest, RadioReportsReachTheApp)
     const SimResult reports =
         sim({"radio", "--config", h.configPath, "--listen", "127.0.0.1:0", "--reports", "20", "--rounds", "1", "--bad-crc"});
     EXPECT_EQ(reports.code, 0) << reports.output;
-    const int status = listener->waitExit(6000);
-    EXPECT_TRUE(status != -1 && WIFEXITED(status) && WEXITSTATUS(status) == 0) << listener->output();
+    EXPECT_EQ(exitCode(*listener, 6000), 0) << listener->output();
     const std::string out = listener->output();
     for (const char* text : {"RC_HARDWARE_STATE_NTFY", "righthorizontalvalue: -660", "RC_STATE_NTFY",
                              "chargingvoltage: 8400", "buttontype: RC_BUTTON_TYPE_ZOOM_IN", "NEST_STATUS_INFO_NTFY",

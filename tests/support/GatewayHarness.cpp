@@ -9,26 +9,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <iterator>
+#include <map>
 #include <sstream>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
 namespace {
-
-// Polls until ok() or the time is up.
-template <class F>
-bool within(int timeoutMs, F ok)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!ok()) {
-        if (std::chrono::steady_clock::now() >= deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return true;
-}
 
 // The part of a child's output from the first sanitizer report on.
 std::string sanitizerReport(const std::string& output)
@@ -38,14 +26,22 @@ std::string sanitizerReport(const std::string& output)
                                "AddressSanitizer:DEADLYSIGNAL", "WARNING: ThreadSanitizer"}) {
         first = std::min(first, output.find(marker));
     }
-    if (first == std::string::npos) {
-        return std::string();
-    }
-    const size_t lineStart = output.rfind('\n', first);
-    return output.substr(lineStart == std::string::npos ? 0 : lineStart + 1);
+    return first == std::string::npos ? "" : output.substr(output.rfind('\n', first) + 1);
 }
 
 } // namespace
+
+bool within(int timeoutMs, const std::function<bool()>& ok)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!ok()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
 
 std::string gatewayBinary()
 {
@@ -57,13 +53,9 @@ GatewayProcess::GatewayProcess(const std::vector<std::string>& args, const std::
                                const std::string& workDir, const std::string& program)
     : m_outputPath(outputPath)
 {
-    std::vector<std::string> command;
-    if (const char* wrapper = getenv("LUMBRIX_EXEC_WRAPPER")) {
-        std::istringstream words(wrapper);
-        for (std::string word; words >> word;) {
-            command.push_back(word);
-        }
-    }
+    const char* wrapper = getenv("LUMBRIX_EXEC_WRAPPER");
+    std::istringstream words(wrapper != nullptr ? wrapper : "");
+    std::vector<std::string> command{std::istream_iterator<std::string>(words), {}};
     command.push_back(program);
     command.insert(command.end(), args.begin(), args.end());
     std::vector<char*> argv;
@@ -129,13 +121,9 @@ bool GatewayProcess::waitForOutput(const std::string& text, int timeoutMs) const
 
 std::string describeExit(int status)
 {
-    if (WIFEXITED(status)) {
-        return "exit code " + std::to_string(WEXITSTATUS(status));
-    }
-    if (WIFSIGNALED(status)) {
-        return "signal " + std::to_string(WTERMSIG(status));
-    }
-    return "status " + std::to_string(status);
+    return WIFEXITED(status)     ? "exit code " + std::to_string(WEXITSTATUS(status))
+           : WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
+                                 : "status " + std::to_string(status);
 }
 
 bool udpPortBound(uint16_t port)
@@ -147,23 +135,24 @@ bool udpPortBound(uint16_t port)
 
 std::string GatewayHarness::configJson(const std::string& level) const
 {
-    std::ostringstream json;
-    json << "{\"serviceEntity\": [\n"
-         << "  {\"enable\": true, \"socketType\": 2, \"protocolType\": \"xolt\", \"listenIp\": \"127.0.0.1\", \"listenPort\": "
-         << xoltPort << "},\n"
-         << "  {\"socketType\": 2, \"protocolType\": \"protobuf\", \"listenIp\": \"127.0.0.1\", \"listenPort\": "
-         << protobufPort << "}],\n"
-         << " \"clientEntity\": [\n"
-         << "  {\"enable\": true, \"serviceName\": \"transmit\", \"serviceId\": 2, \"socketType\": \"udp\", \"remoteIp\": \"127.0.0.1\", \"remotePort\": "
-         << radio.port() << ", \"localIp\": \"\", \"localPort\": 0},\n"
-         << "  {\"enable\": true, \"serviceName\": \"app\", \"serviceId\": 0, \"socketType\": \"udp\", \"remoteIp\": \"127.0.0.1\", \"remotePort\": "
-         << app.port() << ", \"localIp\": \"127.0.0.1\", \"localPort\": 0}],\n"
-         << " \"log\": {\"level\": \"" << level << "\", \"file\": \"" << logPath
-         << "\", \"fileCnt\": 3, \"logMode\": 0, \"fileSize\": 10485760, \"logExternalEnable\": false,"
-         << " \"logExternalPath\": \"" << dir.path() << "/no-card/\", \"logExternalImagePath\": \"" << dir.path()
-         << "/no-card/images/\", \"logTransmitUrl\": \"" << dir.path() << "/\", \"totalSize\": 4194304, \"minFileCnt\": 5}\n"
-         << "}\n";
-    return json.str();
+    std::string json = R"({"serviceEntity": [
+  {"enable": true, "socketType": 2, "protocolType": "xolt", "listenIp": "127.0.0.1", "listenPort": <XOLT>},
+  {"socketType": 2, "protocolType": "protobuf", "listenIp": "127.0.0.1", "listenPort": <PROTOBUF>}],
+ "clientEntity": [
+  {"enable": true, "serviceName": "transmit", "serviceId": 2, "socketType": "udp", "remoteIp": "127.0.0.1", "remotePort": <RADIO>, "localIp": "", "localPort": 0},
+  {"enable": true, "serviceName": "app", "serviceId": 0, "socketType": "udp", "remoteIp": "127.0.0.1", "remotePort": <APP>, "localIp": "127.0.0.1", "localPort": 0}],
+ "log": {"level": "<LEVEL>", "file": "<LOG>", "fileCnt": 3, "logMode": 0, "fileSize": 10485760, "logExternalEnable": false,
+  "logExternalPath": "<DIR>/no-card/", "logExternalImagePath": "<DIR>/no-card/images/", "logTransmitUrl": "<DIR>/", "totalSize": 4194304, "minFileCnt": 5}}
+)";
+    for (const auto& [key, value] : std::map<std::string, std::string>{
+             {"<XOLT>", std::to_string(xoltPort)}, {"<PROTOBUF>", std::to_string(protobufPort)},
+             {"<RADIO>", std::to_string(radio.port())}, {"<APP>", std::to_string(app.port())}, {"<LEVEL>", level},
+             {"<LOG>", logPath}, {"<DIR>", dir.path()}}) {
+        for (size_t at; (at = json.find(key)) != std::string::npos;) {
+            json.replace(at, key.size(), value);
+        }
+    }
+    return json;
 }
 
 GatewayHarness::~GatewayHarness()

@@ -1,6 +1,7 @@
 #ifndef LUMBRIX_TEST_GATEWAY_HARNESS_H
 #define LUMBRIX_TEST_GATEWAY_HARNESS_H
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <sys/types.h>
@@ -50,6 +51,8 @@ private:
     std::string m_outputPath;
 };
 
+// Polls until ok() holds, at most timeoutMs; false if it never did.
+bool within(int timeoutMs, const std::function<bool()>& ok);
 // How a child ended, from its waitpid status ("exit code 1", "signal 11").
 std::string describeExit(int status);
 // True when some socket is bound to 127.0.0.1:port for UDP.

@@ -23,8 +23,8 @@ public:
     void close();
 
 private:
+    uint16_t m_port = 0; // before m_fd: the constructor binds into it
     int m_fd = -1;
-    uint16_t m_port = 0;
 };
 
 // A port on 127.0.0.1 that was free a moment ago (bound then released).
