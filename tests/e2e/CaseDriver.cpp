@@ -7,8 +7,8 @@
 // nothing is left to arrive on either side at its end.
 //
 // A table ("| a | b |" rows under a header row and a "|---|" row) repeats
-// the steps right below it once per row, {a} standing for the row's cell; a
-// step whose every {column} is empty is left out for that row.
+// the steps right below it, up to a blank line, once per row, {a} standing
+// for the row's cell; a step whose every {column} is empty is left out.
 //
 // Settings, before the first other step (the gateway starts then):
 //   level LEVEL            log level of the configuration (default Info)
@@ -50,6 +50,7 @@
 //   exits CODE / killed NAME   the gateway ends so within 5 s
 //   runs MS                the gateway still runs after MS
 //   N* STEP                the step N times
+//   STEP => STEP ...       the steps in turn (an input and what must come of it)
 // TEXT takes the escapes of protobuf's text format (\n, \x07, \\).
 // BYTES, words separated by blanks: hex digits in pairs ("fd0300"), "text"
 // without blanks (escaped as above), a range "40..c1", a repeat "00*20" or
@@ -140,7 +141,7 @@ std::vector<Section> readCases(const std::string& dir)
         int number = 0;
         for (std::string line; std::getline(in, line) || !table.empty(); line.clear()) {
             const bool step = line.rfind("    ", 0) == 0 && !trim(line).empty();
-            if (!table.empty() && !step && (!in || (!line.empty() && (line[0] != '|' || from != steps->size())))) {
+            if (!table.empty() && !step && (!in || from != steps->size() || (!line.empty() && line[0] != '|'))) {
                 unroll(*steps, table, from);
             }
             ++number;
@@ -249,11 +250,11 @@ int signalNumber(const std::string& name)
 }
 
 // One section against one gateway.
-class CaseRun {
+class CaseRun : public testing::Test {
 public:
     explicit CaseRun(const Section& s) : m_section(s) {}
 
-    void run()
+    void TestBody() override
     {
         static const std::regex times(R"((\d+)\* (.*))");
         for (const Step& step : m_section.steps) {
@@ -334,6 +335,9 @@ private:
 
     bool one(const std::string& step)
     {
+        if (step.find(" => ") != std::string::npos) {
+            return one(step.substr(0, step.find(" => "))) && one(step.substr(step.find(" => ") + 4));
+        }
         const std::string keyword = step.substr(0, step.find(' '));
         const std::string rest = keyword.size() < step.size() ? step.substr(keyword.size() + 1) : "";
         std::vector<int> bytes;
@@ -406,7 +410,7 @@ private:
                                                         : WIFSIGNALED(status) && WTERMSIG(status) == signalNumber(rest))) ||
                    fail(status == -1 ? "still running" : "ended with " + describeExit(status));
         } else if (keyword == "runs") {
-            return h.process->waitExit(std::stoi(rest)) == -1 || fail("ended with " + describeExit(h.process->rawStatus()));
+            return h.process->waitExit(std::stoi(rest)) == -1 || fail("ended with " + describeExit(h.process->waitExit(0)));
         }
         return fail("unknown step");
     }
@@ -527,15 +531,6 @@ private:
     std::vector<uint8_t> m_record = std::vector<uint8_t>(524, 0);
 };
 
-class CaseTest : public testing::Test {
-public:
-    explicit CaseTest(const Section& s) : m_section(s) {}
-    void TestBody() override { CaseRun(m_section).run(); }
-
-private:
-    const Section& m_section;
-};
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -544,7 +539,7 @@ int main(int argc, char** argv)
     static const std::vector<Section> sections = readCases(LUMBRIX_SOURCE_DIR "/tests/e2e/cases");
     for (const Section& s : sections) {
         testing::RegisterTest(s.suite.c_str(), s.name.c_str(), nullptr, nullptr, s.file.c_str(), s.line,
-                              [&s]() -> testing::Test* { return new CaseTest(s); });
+                              [&s]() -> testing::Test* { return new CaseRun(s); });
     }
     return RUN_ALL_TESTS();
 }

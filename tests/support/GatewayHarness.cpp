@@ -66,16 +66,13 @@ GatewayProcess::GatewayProcess(const std::vector<std::string>& args, const std::
 
     m_pid = fork();
     if (m_pid == 0) {
-        int fd = open(outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        if (fd >= 0) {
-            dup2(fd, 1);
-            dup2(fd, 2);
-            close(fd);
+        const int fd = open(outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        dup2(fd, 1);
+        dup2(fd, 2);
+        close(fd);
+        if (workDir.empty() || chdir(workDir.c_str()) == 0) {
+            execvp(argv[0], argv.data());
         }
-        if (!workDir.empty() && chdir(workDir.c_str()) != 0) {
-            _exit(127);
-        }
-        execvp(argv[0], argv.data());
         _exit(127);
     }
 }
@@ -112,11 +109,6 @@ void GatewayProcess::signal(int sig)
         m_signalled = true;
         kill(m_pid, sig);
     }
-}
-
-bool GatewayProcess::waitForOutput(const std::string& text, int timeoutMs) const
-{
-    return within(timeoutMs, [&] { return output().find(text) != std::string::npos; });
 }
 
 std::string describeExit(int status)

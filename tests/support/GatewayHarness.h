@@ -33,15 +33,11 @@ public:
     pid_t pid() const { return m_pid; }
     // The waitpid status if the child ended within timeoutMs, else -1.
     int waitExit(int timeoutMs);
-    bool exited() const { return m_exited; }
-    int rawStatus() const { return m_status; }
     bool running() { return waitExit(0) == -1; }
     void signal(int sig);
     // True once the test has sent the child a signal (an end is expected).
     bool signalled() const { return m_signalled; }
     std::string output() const { return readFile(m_outputPath); }
-    // Polls the captured output until it contains text.
-    bool waitForOutput(const std::string& text, int timeoutMs) const;
 
 private:
     pid_t m_pid = -1;
