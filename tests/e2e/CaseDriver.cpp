@@ -49,15 +49,18 @@
 //   signal NAME            sends SIGNAME (INT, HUP, TERM, SEGV) to the gateway
 //   exits CODE / killed NAME   the gateway ends so within 5 s
 //   runs MS                the gateway still runs after MS
-//   N* STEP                the step N times
 //   STEP => STEP ...       the steps in turn (an input and what must come of it)
+//   N* STEP                the step (or chain) N times
 // TEXT takes the escapes of protobuf's text format (\n, \x07, \\).
 // BYTES, words separated by blanks: hex digits in pairs ("fd0300"), "text"
 // without blanks (escaped as above), a range "40..c1", a repeat "00*20" or
 // "\"Z\"*400", "~N" zeros up to N bytes in all, "??" any byte and a final
-// "..." any rest (the last two in expectations). In
-// every step {size} is the size of the last App message, {app}, {radio},
-// {xolt}, {protobuf} the ports, {pid}, {dir}, {config}, {json}, {gateway}
+// "..." any rest (the last two in expectations).
+// In every step {size} is the size of the last App message, {app}, {radio},
+// {xolt}, {protobuf} the ports, {pid}, {dir}, {config}, {json} (the
+// configuration's text), {gateway} what they say, and {u8@N} (s8, u16, i16,
+// u32) the little-endian value at payload offset N of the gateway's receive
+// record as the frames sent so far left it: payload, CRC, older bytes.
 #include <gtest/gtest.h>
 
 #include <google/protobuf/any.pb.h>
