@@ -2,33 +2,149 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <iterator>
+#include <map>
 #include <sstream>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
+
+namespace {
+
+// The part of a child's output from the first sanitizer report on.
+std::string sanitizerReport(const std::string& output)
+{
+    size_t first = std::string::npos;
+    for (const char* marker : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:",
+                               "AddressSanitizer:DEADLYSIGNAL", "WARNING: ThreadSanitizer"}) {
+        first = std::min(first, output.find(marker));
+    }
+    return first == std::string::npos ? "" : output.substr(output.rfind('\n', first) + 1);
+}
+
+} // namespace
+
+bool within(int timeoutMs, const std::function<bool()>& ok)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!ok()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+std::string gatewayBinary()
+{
+    const char* other = getenv("LUMBRIX_GATEWAY");
+    return other != nullptr && *other != '\0' ? other : LUMBRIX_BINARY;
+}
+
+GatewayProcess::GatewayProcess(const std::vector<std::string>& args, const std::string& outputPath,
+                               const std::string& workDir, const std::string& program)
+    : m_outputPath(outputPath)
+{
+    const char* wrapper = getenv("LUMBRIX_EXEC_WRAPPER");
+    std::istringstream words(wrapper != nullptr ? wrapper : "");
+    std::vector<std::string> command{std::istream_iterator<std::string>(words), {}};
+    command.push_back(program);
+    command.insert(command.end(), args.begin(), args.end());
+    std::vector<char*> argv;
+    for (std::string& word : command) {
+        argv.push_back(word.data());
+    }
+    argv.push_back(nullptr);
+
+    m_pid = fork();
+    if (m_pid == 0) {
+        const int fd = open(outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        dup2(fd, 1);
+        dup2(fd, 2);
+        close(fd);
+        if (workDir.empty() || chdir(workDir.c_str()) == 0) {
+            execvp(argv[0], argv.data());
+        }
+        _exit(127);
+    }
+}
+
+GatewayProcess::~GatewayProcess()
+{
+    if (m_pid > 0 && !m_exited) {
+        kill(m_pid, SIGKILL);
+        waitExit(5000);
+    }
+    const std::string report = sanitizerReport(output());
+    if (!report.empty()) {
+        ADD_FAILURE() << "the gateway reported an error of its own:\n" << report.substr(0, 8000);
+    }
+}
+
+int GatewayProcess::waitExit(int timeoutMs)
+{
+    within(timeoutMs, [this] {
+        int status = 0;
+        const pid_t r = m_exited ? m_pid : waitpid(m_pid, &status, WNOHANG);
+        if (r == m_pid && !m_exited) {
+            m_exited = true;
+            m_status = status;
+        }
+        return m_exited || (r < 0 && errno != EINTR);
+    });
+    return m_exited ? m_status : -1;
+}
+
+void GatewayProcess::signal(int sig)
+{
+    if (m_pid > 0 && !m_exited) {
+        m_signalled = true;
+        kill(m_pid, sig);
+    }
+}
+
+std::string describeExit(int status)
+{
+    return WIFEXITED(status)     ? "exit code " + std::to_string(WEXITSTATUS(status))
+           : WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
+                                 : "status " + std::to_string(status);
+}
+
+bool udpPortBound(uint16_t port)
+{
+    char local[32];
+    snprintf(local, sizeof(local), "0100007F:%04X ", port);
+    return readFile("/proc/net/udp").find(local) != std::string::npos;
+}
 
 std::string GatewayHarness::configJson(const std::string& level) const
 {
-    std::ostringstream json;
-    json << "{\n"
-         << "  \"serviceEntity\": [\n"
-         << "    {\"enable\": true, \"socketType\": 2, \"protocolType\": \"xolt\", \"listenIp\": \"127.0.0.1\", \"listenPort\": "
-         << xoltPort << "},\n"
-         << "    {\"socketType\": 2, \"protocolType\": \"protobuf\", \"listenIp\": \"127.0.0.1\", \"listenPort\": "
-         << protobufPort << "}\n"
-         << "  ],\n"
-         << "  \"clientEntity\": [\n"
-         << "    {\"enable\": true, \"serviceName\": \"transmit\", \"serviceId\": 2, \"socketType\": \"udp\", \"remoteIp\": \"127.0.0.1\", \"remotePort\": "
-         << radio.port() << ", \"localIp\": \"\", \"localPort\": 0},\n"
-         << "    {\"enable\": true, \"serviceName\": \"app\", \"serviceId\": 0, \"socketType\": \"udp\", \"remoteIp\": \"127.0.0.1\", \"remotePort\": "
-         << app.port() << ", \"localIp\": \"127.0.0.1\", \"localPort\": 0}\n"
-         << "  ],\n"
-         << "  \"log\": {\"level\": \"" << level << "\", \"file\": \"" << logPath
-         << "\", \"fileCnt\": 3, \"logMode\": 0, \"fileSize\": 10485760, \"logExternalEnable\": false,"
-         << " \"logExternalPath\": \"" << dir.path() << "/no-card/\", \"logExternalImagePath\": \"" << dir.path()
-         << "/no-card/images/\", \"logTransmitUrl\": \"" << dir.path() << "/\", \"totalSize\": 4194304, \"minFileCnt\": 5}\n"
-         << "}\n";
-    return json.str();
+    std::string json = R"({"serviceEntity": [
+  {"enable": true, "socketType": 2, "protocolType": "xolt", "listenIp": "127.0.0.1", "listenPort": <XOLT>},
+  {"socketType": 2, "protocolType": "protobuf", "listenIp": "127.0.0.1", "listenPort": <PROTOBUF>}],
+ "clientEntity": [
+  {"enable": true, "serviceName": "transmit", "serviceId": 2, "socketType": "udp", "remoteIp": "127.0.0.1", "remotePort": <RADIO>, "localIp": "", "localPort": 0},
+  {"enable": true, "serviceName": "app", "serviceId": 0, "socketType": "udp", "remoteIp": "127.0.0.1", "remotePort": <APP>, "localIp": "127.0.0.1", "localPort": 0}],
+ "log": {"level": "<LEVEL>", "file": "<LOG>", "fileCnt": 3, "logMode": 0, "fileSize": 10485760, "logExternalEnable": false,
+  "logExternalPath": "<DIR>/no-card/", "logExternalImagePath": "<DIR>/no-card/images/", "logTransmitUrl": "<DIR>/", "totalSize": 4194304, "minFileCnt": 5}}
+)";
+    for (const auto& [key, value] : std::map<std::string, std::string>{
+             {"<XOLT>", std::to_string(xoltPort)}, {"<PROTOBUF>", std::to_string(protobufPort)},
+             {"<RADIO>", std::to_string(radio.port())}, {"<APP>", std::to_string(app.port())}, {"<LEVEL>", level},
+             {"<LOG>", logPath}, {"<DIR>", dir.path()}}) {
+        for (size_t at; (at = json.find(key)) != std::string::npos;) {
+            json.replace(at, key.size(), value);
+        }
+    }
+    return json;
 }
 
 GatewayHarness::~GatewayHarness()
@@ -46,68 +162,13 @@ GatewayHarness::~GatewayHarness()
 
 bool GatewayHarness::start(const std::string& level, const std::vector<std::string>& extraArgs)
 {
+    process.reset(); // a gateway started before ends first
     writeFile(configPath, configJson(level));
     std::vector<std::string> args{configPath};
     args.insert(args.end(), extraArgs.begin(), extraArgs.end());
     process.reset(new GatewayProcess(args, outputPath, dir.path()));
     // Up when both service ports are bound (the kernel's socket table tells,
     // whatever the log level lets the gateway print).
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (std::chrono::steady_clock::now() < deadline) {
-        if (!process->running()) {
-            return false;
-        }
-        if (udpPortBound(xoltPort) && udpPortBound(protobufPort)) {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
-}
-
-bool udpPortBound(uint16_t port)
-{
-    char local[32];
-    snprintf(local, sizeof(local), "0100007F:%04X ", port);
-    return readFile("/proc/net/udp").find(local) != std::string::npos;
-}
-
-int64_t nowMs()
-{
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-               std::chrono::system_clock::now().time_since_epoch())
-        .count();
-}
-
-std::vector<uint8_t> receiveFrame(GatewayHarness& h)
-{
-    std::string datagram;
-    if (!h.radio.receive(datagram, 2000)) {
-        return {};
-    }
-    return std::vector<uint8_t>(datagram.begin(), datagram.end());
-}
-
-testing::AssertionResult receiveEnvelope(GatewayHarness& h, quelby::protocol::QuelbyMessage& out, int32_t headType,
-                                         uint32_t messageId, int32_t sequence, std::string* raw,
-                                         const std::string& token)
-{
-    const int64_t before = nowMs();
-    std::string datagram;
-    if (!h.app.receive(datagram, 2000)) {
-        return testing::AssertionFailure() << "no App message; output:\n" << h.output();
-    }
-    if (raw != nullptr) {
-        *raw = datagram;
-    }
-    if (!parseEnvelope(datagram, out)) {
-        return testing::AssertionFailure() << "not an envelope: " << hexOf(datagram);
-    }
-    const quelby::protocol::CommonHead& head = out.head_data();
-    if (head.token() != token || head.head_type() != headType || head.device_id() != 0 || head.source_id() != 2 ||
-        static_cast<uint32_t>(head.message_id()) != messageId || head.message_sequence() != sequence ||
-        head.version() != 0 || head.time_stamp() < before - 5000 || head.time_stamp() > nowMs() + 1000) {
-        return testing::AssertionFailure() << "header: " << head.ShortDebugString();
-    }
-    return testing::AssertionSuccess();
+    return within(5000, [&] { return !process->running() || (udpPortBound(xoltPort) && udpPortBound(protobufPort)); }) &&
+           process->running();
 }

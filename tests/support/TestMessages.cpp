@@ -1,5 +1,7 @@
 #include "TestMessages.h"
 
+#include <numeric>
+
 std::string appRequest(uint32_t messageId, int32_t sequence, const google::protobuf::Message* body,
                        int32_t headType, const std::string& token)
 {
@@ -7,7 +9,6 @@ std::string appRequest(uint32_t messageId, int32_t sequence, const google::proto
     quelby::protocol::CommonHead* head = envelope.mutable_head_data();
     head->set_token(token);
     head->set_head_type(headType);
-    head->set_device_id(0);
     head->set_source_id(1);
     head->set_message_id(static_cast<quelby::protocol::MessageType>(messageId));
     head->set_message_sequence(sequence);
@@ -46,27 +47,18 @@ std::vector<uint8_t> radioFrame(uint8_t seq, uint8_t destid, uint8_t sourceid, u
     const size_t n = payload.size();
     std::vector<uint8_t> frame{0xFD, static_cast<uint8_t>(n & 0xFF), static_cast<uint8_t>(n >> 8), seq, destid,
                                sourceid, msgid};
-    unsigned sum = 0;
-    for (uint8_t b : frame) {
-        sum += b;
-    }
-    frame.push_back(static_cast<uint8_t>(sum));
+    frame.push_back(static_cast<uint8_t>(std::accumulate(frame.begin(), frame.end(), 0u)));
     frame.insert(frame.end(), payload.begin(), payload.end());
     std::vector<uint8_t> covered(frame.begin() + 1, frame.end());
     covered.push_back(crcExtra);
     const uint16_t crc = referenceCrc(covered);
-    frame.push_back(static_cast<uint8_t>(crc & 0xFF));
-    frame.push_back(static_cast<uint8_t>(crc >> 8));
+    frame.insert(frame.end(), {static_cast<uint8_t>(crc & 0xFF), static_cast<uint8_t>(crc >> 8)});
     return frame;
 }
 
 std::vector<uint8_t> bytes(std::initializer_list<int> values)
 {
-    std::vector<uint8_t> out;
-    for (int v : values) {
-        out.push_back(static_cast<uint8_t>(v));
-    }
-    return out;
+    return std::vector<uint8_t>(values.begin(), values.end());
 }
 
 std::string toString(const std::vector<uint8_t>& bytes)

@@ -19,12 +19,12 @@ public:
     bool sendTo(uint16_t port, const std::vector<uint8_t>& bytes);
     // One datagram, or false after timeoutMs.
     bool receive(std::string& out, int timeoutMs);
-    // Receives until nothing arrives for quietMs; returns the datagrams.
-    std::vector<std::string> drain(int quietMs);
+    // Gives the port up (to a simulator that takes this role).
+    void close();
 
 private:
+    uint16_t m_port = 0; // before m_fd: the constructor binds into it
     int m_fd = -1;
-    uint16_t m_port = 0;
 };
 
 // A port on 127.0.0.1 that was free a moment ago (bound then released).

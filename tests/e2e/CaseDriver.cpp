@@ -1,0 +1,548 @@
+// The end-to-end cases: every "## Name" section of tests/e2e/cases/FILE.md
+// is the test e2e.FILE.Name, run against a freshly started gateway (free
+// loopback ports, a temporary directory, stand-in sockets for the radio side
+// and the App). Lines indented by four spaces are steps, run in order; other
+// lines are prose. Steps above the first section run first in every section
+// of the file. A section stops at its first failing step, and passes only if
+// nothing is left to arrive on either side at its end.
+//
+// A table ("| a | b |" rows under a header row and a "|---|" row) repeats
+// the steps right below it, up to a blank line, once per row, {a} standing
+// for the row's cell; a step whose every {column} is empty is left out.
+//
+// Settings, before the first other step (the gateway starts then):
+//   level LEVEL            log level of the configuration (default Info)
+//   args WORD...           arguments after the configuration file (CPU list)
+//   argv [WORD...]         the whole command line instead; nothing is awaited
+//   file NAME TEXT         writes TEXT to NAME in the temporary directory
+// Input:
+//   app ID SEQ [head H] [token T] [TYPE {TEXT} | data "BYTES"]
+//                          an App envelope (head type 1, token "App" unless
+//                          given): the body TYPE in protobuf text format
+//                          serialised into data.value, or data.value given as
+//                          an escaped string; no body: no data. ID is a
+//                          MessageType name or a number.
+//   app-bytes BYTES        a datagram to the App service as it stands
+//   radio S>D MSGID/EXTRA [seq N] [: BYTES]
+//                          a link frame from source S to dest D, its header
+//                          checksum and CRC (closed with EXTRA) computed with
+//                          the tests' own CRC; seq counts up per section
+//   radio-bytes BYTES      a datagram to the radio service as it stands
+// Expectations (every wait bounded):
+//   to-radio BYTES         the next frame to the radio side, byte for byte
+//   to-app ID HEAD SEQ [token T] [TYPE {TEXT} [> TYPE2 {TEXT2}]]
+//                          the next App message, parsed strictly: header
+//                          (token "Remote" unless given, device 0, source 2,
+//                          version 0, a time stamp of now, no type_url), the
+//                          body compared field by field; "> TYPE2" compares
+//                          TYPE's data field, parsed as TYPE2, apart. No
+//                          body: no data.
+//   quiet [app|radio]      nothing arrives there (both unless given) in 100 ms
+//   log LEVEL FILE TEXT [| TEXT...]   each a whole log line
+//                          "[LEVEL] FILE:<line> TEXT"
+//   out TEXT [| TEXT...] / no TEXT [| TEXT...]
+//                          each TEXT is / is not in the output (stdout, stderr)
+//   count N TEXT           TEXT exactly N times in the output
+//   mark                   output searches start from here on
+//   in FILE TEXT           the file in the temporary directory holds TEXT
+//   alive                  a key event and a time sync are still answered
+//   signal NAME            sends SIGNAME (INT, HUP, TERM, SEGV) to the gateway
+//   exits CODE / killed NAME   the gateway ends so within 5 s
+//   runs MS                the gateway still runs after MS
+//   STEP => STEP ...       the steps in turn (an input and what must come of it)
+//   N* STEP                the step (or chain) N times
+// TEXT takes the escapes of protobuf's text format (\n, \x07, \\).
+// BYTES, words separated by blanks: hex digits in pairs ("fd0300"), "text"
+// without blanks (escaped as above), a range "40..c1", a repeat "00*20" or
+// "\"Z\"*400", "~N" zeros up to N bytes in all, "??" any byte and a final
+// "..." any rest (the last two in expectations).
+// In every step {size} is the size of the last App message, {app}, {radio},
+// {xolt}, {protobuf} the ports, {pid}, {dir}, {config}, {json} (the
+// configuration's text), {gateway} what they say, and {u8@N} (s8, u16, i16,
+// u32) the little-endian value at payload offset N of the gateway's receive
+// record as the frames sent so far left it: payload, CRC, older bytes.
+#include <gtest/gtest.h>
+
+#include <google/protobuf/any.pb.h>
+#include <google/protobuf/text_format.h>
+#include <google/protobuf/util/message_differencer.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <regex>
+#include <sys/wait.h>
+#include <thread>
+
+#include "GatewayHarness.h"
+
+namespace {
+
+namespace gp = google::protobuf;
+namespace qp = quelby::protocol;
+
+struct Step {
+    int line;
+    std::string text;
+};
+
+struct Section {
+    std::string file, suite, name;
+    int line;
+    std::vector<Step> steps;
+};
+
+using Table = std::vector<std::pair<int, std::vector<std::string>>>; // line number, cells
+
+std::string trim(const std::string& s)
+{
+    const size_t a = s.find_first_not_of(' ');
+    return a == std::string::npos ? "" : s.substr(a, s.find_last_not_of(' ') - a + 1);
+}
+
+// The steps from `from` on, once per table row after the header and rule.
+void unroll(std::vector<Step>& steps, Table& table, size_t from)
+{
+    const std::vector<Step> tmpl(steps.begin() + from, steps.end());
+    steps.resize(from);
+    for (size_t r = 2; r < table.size(); ++r) {
+        for (Step step : tmpl) {
+            bool used = false, filled = false;
+            for (size_t c = 0; c < table[0].second.size() && c < table[r].second.size(); ++c) {
+                const std::string key = "{" + table[0].second[c] + "}";
+                for (size_t at; (at = step.text.find(key)) != std::string::npos; used = true) {
+                    step.text.replace(at, key.size(), table[r].second[c]);
+                    filled = filled || !table[r].second[c].empty();
+                }
+            }
+            if (filled || !used) {
+                steps.push_back({table[r].first, step.text});
+            }
+        }
+    }
+    table.clear();
+}
+
+std::vector<Section> readCases(const std::string& dir)
+{
+    std::vector<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+        if (entry.path().extension() == ".md") {
+            files.push_back(entry.path());
+        }
+    }
+    std::sort(files.begin(), files.end());
+    std::vector<Section> sections;
+    for (const std::filesystem::path& file : files) {
+        std::ifstream in(file);
+        std::vector<Step> preamble;
+        std::vector<Step>* steps = &preamble;
+        Table table;
+        size_t from = 0;
+        int number = 0;
+        for (std::string line; std::getline(in, line) || !table.empty(); line.clear()) {
+            const bool step = line.rfind("    ", 0) == 0 && !trim(line).empty();
+            if (!table.empty() && !step && (!in || from != steps->size() || (!line.empty() && line[0] != '|'))) {
+                unroll(*steps, table, from);
+            }
+            ++number;
+            if (line.rfind("## ", 0) == 0) {
+                sections.push_back({file.string(), file.stem().string(), trim(line.substr(3)), number, preamble});
+                steps = &sections.back().steps;
+            } else if (line[0] == '|') {
+                table.push_back({number, {}});
+                for (size_t i = 1, j; (j = line.find('|', i)) != std::string::npos; i = j + 1) {
+                    table.back().second.push_back(trim(line.substr(i, j - i)));
+                }
+                from = steps->size();
+            } else if (step) {
+                steps->push_back({number, line.substr(4)});
+            }
+        }
+    }
+    return sections;
+}
+
+// A quoted string as protobuf's text format reads one.
+bool unescape(const std::string& quoted, std::string& out)
+{
+    gp::Any any;
+    const bool ok = gp::TextFormat::ParseFromString("value: " + quoted, &any);
+    out = any.value();
+    return ok;
+}
+
+// TEXT of a step: the escapes of a quoted string, without its quotes.
+std::string text(const std::string& s)
+{
+    std::string out;
+    return unescape("\"" + std::regex_replace(s, std::regex("\""), "\\\"") + "\"", out) ? out : s;
+}
+
+// BYTES as above; -1 stands for any byte, -2 for any rest.
+bool parseBytes(const std::string& s, std::vector<int>& out)
+{
+    static const std::regex word(R"((\.\.\.)|~(\d+)|([0-9a-f]{2})\.\.([0-9a-f]{2})|((?:[0-9a-f]{2}|\?\?)+|".*")(?:\*(\d+))?)",
+                                 std::regex::icase);
+    std::istringstream in(s);
+    std::smatch m;
+    for (std::string w, str; in >> w;) {
+        std::vector<int> unit;
+        if (!std::regex_match(w, m, word) || (w[0] == '"' && !unescape(m[5], str))) {
+            return false;
+        } else if (m[1].matched || m[2].matched) {
+            m[1].matched ? out.push_back(-2) : out.resize(std::stoul(m[2]), 0);
+        } else if (m[3].matched) {
+            for (int b = std::stoi(m[3], nullptr, 16); b <= std::stoi(m[4], nullptr, 16); ++b) {
+                out.push_back(b);
+            }
+        }
+        for (unsigned char c : w[0] == '"' ? str : "") {
+            unit.push_back(c);
+        }
+        for (size_t k = 0; m[5].matched && w[0] != '"' && k < static_cast<size_t>(m[5].length()); k += 2) {
+            unit.push_back(w[k] == '?' ? -1 : std::stoi(w.substr(k, 2), nullptr, 16));
+        }
+        for (unsigned long n = m[6].matched ? std::stoul(m[6]) : 1; n > 0; --n) {
+            out.insert(out.end(), unit.begin(), unit.end());
+        }
+    }
+    return true;
+}
+
+// "TYPE {TEXT}" as a message of that type, or nothing.
+std::unique_ptr<gp::Message> parseMessage(const std::string& s)
+{
+    const size_t open = s.find('{'), close = s.rfind('}');
+    const gp::Descriptor* d = open < close && close != std::string::npos
+        ? gp::DescriptorPool::generated_pool()->FindMessageTypeByName("quelby.protocol." + trim(s.substr(0, open)))
+        : nullptr;
+    std::unique_ptr<gp::Message> m(d ? gp::MessageFactory::generated_factory()->GetPrototype(d)->New() : nullptr);
+    return m && gp::TextFormat::ParseFromString(s.substr(open + 1, close - open - 1), m.get()) ? std::move(m) : nullptr;
+}
+
+bool messageId(const std::string& w, uint32_t& id)
+{
+    const gp::EnumValueDescriptor* v = qp::MessageType_descriptor()->FindValueByName(w);
+    char* end = nullptr;
+    id = v ? static_cast<uint32_t>(v->number()) : static_cast<uint32_t>(std::strtoul(w.c_str(), &end, 0));
+    return v || (!w.empty() && *end == '\0');
+}
+
+// True when out holds the whole log line "[level] file:<digits> text".
+bool hasLogLine(const std::string& out, const std::string& level, const std::string& file, const std::string& text)
+{
+    const std::string tag = "[" + level + "] " + file + ":";
+    for (size_t at = out.find(" " + text + "\n"); at != std::string::npos; at = out.find(" " + text + "\n", at + 1)) {
+        const size_t start = out.rfind('\n', at) == std::string::npos ? 0 : out.rfind('\n', at) + 1;
+        const size_t tagAt = out.substr(start, at - start).rfind(tag);
+        if (tagAt != std::string::npos && start + tagAt + tag.size() < at &&
+            out.find_first_not_of("0123456789", start + tagAt + tag.size()) == at) {
+            return true;
+        }
+    }
+    return false;
+}
+
+int signalNumber(const std::string& name)
+{
+    const std::map<std::string, int> known{{"INT", SIGINT}, {"HUP", SIGHUP}, {"TERM", SIGTERM}, {"SEGV", SIGSEGV}};
+    return known.count(name) ? known.at(name) : 0;
+}
+
+// One section against one gateway.
+class CaseRun : public testing::Test {
+public:
+    explicit CaseRun(const Section& s) : m_section(s) {}
+
+    void TestBody() override
+    {
+        static const std::regex times(R"((\d+)\* (.*))");
+        for (const Step& step : m_section.steps) {
+            testing::ScopedTrace trace(m_section.file.c_str(), step.line, step.text);
+            std::smatch m;
+            const bool repeated = std::regex_match(step.text, m, times);
+            if (!m_started && setting(step.text)) {
+                continue;
+            } else if (!m_started && !(m_started = true, start())) {
+                return;
+            }
+            for (int n = repeated ? std::stoi(m[1]) : 1; n > 0; --n) {
+                if (!one(expand(repeated ? m[2].str() : step.text))) {
+                    return;
+                }
+            }
+        }
+        testing::ScopedTrace trace(m_section.file.c_str(), m_section.line, "end of the section");
+        quiet("");
+    }
+
+private:
+    bool fail(const std::string& why)
+    {
+        const std::string out = h.output();
+        ADD_FAILURE() << why << "\n--- gateway output (end):\n" << out.substr(out.size() > 3000 ? out.size() - 3000 : 0);
+        return false;
+    }
+
+    bool setting(const std::string& step)
+    {
+        std::istringstream in(step);
+        std::string keyword, word;
+        in >> keyword;
+        if (keyword == "level") {
+            in >> m_level;
+        } else if (keyword == "args" || keyword == "argv") {
+            for (m_argv = keyword == "argv"; in >> word;) {
+                m_args.push_back(expand(word));
+            }
+        } else if (keyword == "file" && in >> word) {
+            writeFile(h.dir.file(word), expand(trim(step.substr(step.find(word) + word.size()))));
+        }
+        return keyword == "level" || keyword == "args" || keyword == "argv" || keyword == "file";
+    }
+
+    bool start()
+    {
+        if (m_argv) {
+            h.process.reset(new GatewayProcess(m_args, h.outputPath, h.dir.path()));
+        }
+        return m_argv || h.start(m_level, m_args) || fail("the gateway did not start");
+    }
+
+    std::string expand(const std::string& step)
+    {
+        static const std::regex field(R"(\{([a-z0-9]+)(?:@(\d+))?\})");
+        const std::map<std::string, std::string> names{
+            {"size", std::to_string(m_lastAppSize)}, {"app", std::to_string(h.app.port())},
+            {"radio", std::to_string(h.radio.port())}, {"xolt", std::to_string(h.xoltPort)},
+            {"protobuf", std::to_string(h.protobufPort)}, {"dir", h.dir.path()}, {"config", h.configPath},
+            {"json", h.configJson(m_level)}, {"gateway", gatewayBinary()},
+            {"pid", std::to_string(h.process ? h.process->pid() : 0)}};
+        std::string out;
+        auto last = step.cbegin();
+        for (std::sregex_iterator it(step.begin(), step.end(), field), end; it != end; last = (it++)->suffix().first) {
+            const std::string name = (*it)[1];
+            const uint8_t* r = &m_record[std::min<size_t>((*it)[2].matched ? std::stoul((*it)[2]) : 0, 520)];
+            const uint32_t u32 = r[0] | r[1] << 8 | r[2] << 16 | static_cast<uint32_t>(r[3]) << 24;
+            const std::map<std::string, int64_t> record{
+                {"u8", r[0]}, {"s8", static_cast<int8_t>(r[0])}, {"u16", u32 & 0xFFFF}, {"i16", static_cast<int16_t>(u32)}, {"u32", u32}};
+            out.append(last, it->prefix().second) += (*it)[2].matched && record.count(name) ? std::to_string(record.at(name))
+                                                     : names.count(name)                    ? names.at(name)
+                                                                                            : it->str();
+        }
+        return out.append(last, step.cend());
+    }
+
+    bool one(const std::string& step)
+    {
+        if (step.find(" => ") != std::string::npos) {
+            return one(step.substr(0, step.find(" => "))) && one(step.substr(step.find(" => ") + 4));
+        }
+        const std::string keyword = step.substr(0, step.find(' '));
+        const std::string rest = keyword.size() < step.size() ? step.substr(keyword.size() + 1) : "";
+        std::vector<int> bytes;
+        if (keyword == "app") {
+            return sendApp(rest);
+        } else if (keyword == "radio") {
+            return sendRadio(rest);
+        } else if (keyword == "app-bytes" || keyword == "radio-bytes") {
+            const bool ok = parseBytes(rest, bytes);
+            const std::string datagram(bytes.begin(), bytes.end());
+            return (ok && (keyword == "app-bytes" ? h.sendEnvelope(datagram) : h.sendFrame(datagram))) || fail("bad bytes");
+        } else if (keyword == "to-radio") {
+            return toRadio(rest);
+        } else if (keyword == "to-app") {
+            return toApp(rest);
+        } else if (keyword == "quiet") {
+            return quiet(rest);
+        } else if (keyword == "log" || keyword == "out" || keyword == "no") {
+            std::istringstream in(rest);
+            std::string level, file;
+            if (keyword == "log") {
+                in >> level >> file;
+            }
+            std::string all = rest.substr(std::min(rest.size(), level.size() + file.size() + (keyword == "log") * 2));
+            for (size_t bar; !all.empty(); all = bar == std::string::npos ? "" : all.substr(bar + 3)) {
+                const std::string one = text(all.substr(0, bar = all.find(" | ")));
+                auto found = [&] {
+                    const std::string out = h.output().substr(m_mark);
+                    return keyword == "log" ? hasLogLine(out, level, file, one) : out.find(one) != std::string::npos;
+                };
+                if (keyword == "no" ? found() : !within(2000, found)) {
+                    return fail(keyword + " " + level + " " + file + " " + one);
+                }
+            }
+            return true;
+        } else if (keyword == "count") {
+            const size_t n = std::stoul(rest);
+            const std::string what = text(rest.substr(rest.find(' ') + 1));
+            auto count = [&] {
+                const std::string out = h.output().substr(m_mark);
+                size_t c = 0;
+                for (size_t at = out.find(what); at != std::string::npos; at = out.find(what, at + what.size())) {
+                    ++c;
+                }
+                return c;
+            };
+            within(2000, [&] { return count() >= n; });
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            return count() == n || fail(std::to_string(count()) + " times, not " + std::to_string(n) + ": " + what);
+        } else if (keyword == "mark") {
+            m_mark = h.output().size();
+            return true;
+        } else if (keyword == "in") {
+            const std::string file = rest.substr(0, rest.find(' ')), what = text(rest.substr(file.size() + 1));
+            return within(2000, [&] { return readFile(h.dir.file(file)).find(what) != std::string::npos; }) ||
+                   fail(file + " does not hold: " + what);
+        } else if (keyword == "alive") {
+            return one("radio 14>32 144/224 : 04 00*7") &&
+                   one("to-app RC_HARDWARE_BUTTON_INFO_NTFY 4 0 RCHardwareButtonInfoNtfy"
+                       " {buttontype: RC_BUTTON_TYPE_PHOTO buttonstate: RC_BUTTON_STATE_CLICK}") &&
+                   one("app DRONE_UTC_TIME_SYNC_NTFY 0 DroneUTCTimeSync {gps_time: 1}") &&
+                   one("to-radio fd 08 00 ?? 0e 20 18 ?? 01 00*7 ????");
+        } else if (keyword == "signal" && signalNumber(rest) != 0) {
+            h.process->signal(signalNumber(rest));
+            return true;
+        } else if (keyword == "exits" || keyword == "killed") {
+            const int status = h.process->waitExit(5000);
+            h.process.reset(); // an end that was expected
+            return (status != -1 && (keyword == "exits" ? WIFEXITED(status) && WEXITSTATUS(status) == std::stoi(rest)
+                                                        : WIFSIGNALED(status) && WTERMSIG(status) == signalNumber(rest))) ||
+                   fail(status == -1 ? "still running" : "ended with " + describeExit(status));
+        } else if (keyword == "runs") {
+            return h.process->waitExit(std::stoi(rest)) == -1 || fail("ended with " + describeExit(h.process->waitExit(0)));
+        }
+        return fail("unknown step");
+    }
+
+    bool sendApp(const std::string& rest)
+    {
+        static const std::regex form(R"((\S+) (-?\d+)(?: head (\d+))?(?: token (\S+))?(?: data (".*")| (.+))?)");
+        std::smatch m;
+        uint32_t id = 0;
+        std::unique_ptr<gp::Message> body;
+        std::string value;
+        if (!std::regex_match(rest, m, form) || !messageId(m[1], id) || (m[5].matched && !unescape(m[5], value)) ||
+            (m[6].matched && !(body = parseMessage(m[6])))) {
+            return fail("app ID SEQ [head H] [token T] [TYPE {TEXT} | data \"BYTES\"]");
+        }
+        qp::QuelbyMessage envelope;
+        envelope.ParseFromString(appRequest(id, std::stoi(m[2]), body.get(), m[3].matched ? std::stoi(m[3]) : 1,
+                                            m[4].matched ? m[4].str() : "App"));
+        if (m[5].matched) {
+            envelope.mutable_data()->set_value(value);
+        }
+        return h.sendEnvelope(envelope.SerializeAsString()) || fail("send failed");
+    }
+
+    bool sendRadio(const std::string& rest)
+    {
+        static const std::regex form(R"((\d+)>(\d+) (\d+)/(\d+)(?: seq (\d+))?(?: : (.*))?)");
+        std::smatch m;
+        std::vector<int> payload;
+        if (!std::regex_match(rest, m, form) || !parseBytes(m[6], payload)) {
+            return fail("radio S>D MSGID/EXTRA [seq N] [: BYTES]");
+        }
+        const std::vector<uint8_t> frame =
+            radioFrame(m[5].matched ? std::stoi(m[5]) : m_radioSeq++, std::stoi(m[2]), std::stoi(m[1]),
+                       std::stoi(m[3]), std::vector<uint8_t>(payload.begin(), payload.end()), std::stoi(m[4]));
+        std::copy(frame.begin() + 8, frame.begin() + std::min(frame.size(), 8 + m_record.size()), m_record.begin());
+        return h.sendFrame(frame) || fail("send failed");
+    }
+
+    bool toRadio(const std::string& rest)
+    {
+        std::vector<int> want;
+        std::string got;
+        if (!parseBytes(rest, want) || !h.radio.receive(got, 2000)) {
+            return fail("bad bytes, or no frame to the radio side");
+        }
+        bool same = got.size() == want.size() || (!want.empty() && want.back() == -2);
+        for (size_t i = 0; same && i < want.size() && want[i] != -2; ++i) {
+            same = i < got.size() && (want[i] == -1 || want[i] == static_cast<uint8_t>(got[i]));
+        }
+        return same || fail("frame to the radio side: " + hexOf(got));
+    }
+
+    bool toApp(const std::string& rest)
+    {
+        static const std::regex form(R"((\S+) (\d+) (-?\d+)(?: token (\S+))?(?: (.+))?)");
+        std::smatch m;
+        uint32_t id = 0;
+        std::string datagram;
+        qp::QuelbyMessage envelope;
+        const int64_t before = wallMs();
+        if (!std::regex_match(rest, m, form) || !messageId(m[1], id)) {
+            return fail("to-app ID HEAD SEQ [token T] [TYPE {TEXT} [> TYPE2 {TEXT2}]]");
+        } else if (!h.app.receive(datagram, 2000) || !envelope.ParseFromString(datagram)) {
+            return fail("no App message, or not an envelope: " + hexOf(datagram));
+        }
+        m_lastAppSize = datagram.size();
+        const qp::CommonHead& head = envelope.head_data();
+        if (head.token() != (m[4].matched ? m[4].str() : "Remote") || head.head_type() != std::stoi(m[2]) ||
+            head.device_id() != 0 || head.source_id() != 2 || static_cast<uint32_t>(head.message_id()) != id ||
+            head.message_sequence() != std::stoi(m[3]) || head.version() != 0 || head.time_stamp() < before - 5000 ||
+            head.time_stamp() > wallMs() + 1000 || !envelope.data().type_url().empty() ||
+            envelope.has_data() != m[5].matched) {
+            return fail("App message: " + envelope.ShortDebugString());
+        }
+        std::string value = envelope.data().value(), body = m[5];
+        for (size_t next; !body.empty(); body = next == std::string::npos ? "" : body.substr(next + 3)) {
+            std::unique_ptr<gp::Message> want = parseMessage(body.substr(0, next = body.find(" > ")));
+            std::unique_ptr<gp::Message> got(want ? want->New() : nullptr);
+            if (!got || !got->ParseFromString(value)) {
+                return fail("bad body, or the App message's is not one: " + hexOf(value));
+            } else if (next != std::string::npos) { // the rest describes its data
+                const gp::FieldDescriptor* data = got->GetDescriptor()->FindFieldByName("data");
+                value = got->GetReflection()->GetString(*got, data);
+                got->GetReflection()->ClearField(got.get(), data);
+            }
+            if (!gp::util::MessageDifferencer::Equals(*want, *got)) {
+                return fail("App message body " + got->ShortDebugString() + "\n expected " + want->ShortDebugString());
+            }
+        }
+        return true;
+    }
+
+    bool quiet(const std::string& side)
+    {
+        std::string got;
+        for (int i = 0; i < 10; ++i) {
+            if ((side != "radio" && h.app.receive(got, 5)) || (side != "app" && h.radio.receive(got, 5))) {
+                return fail("unexpected datagram: " + hexOf(got));
+            }
+        }
+        return true;
+    }
+
+    static int64_t wallMs()
+    {
+        using namespace std::chrono;
+        return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+    }
+
+    const Section& m_section;
+    GatewayHarness h;
+    std::string m_level = "Info";
+    std::vector<std::string> m_args;
+    bool m_argv = false, m_started = false;
+    size_t m_mark = 0, m_lastAppSize = 0;
+    uint8_t m_radioSeq = 0;
+    std::vector<uint8_t> m_record = std::vector<uint8_t>(524, 0);
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+    static const std::vector<Section> sections = readCases(LUMBRIX_SOURCE_DIR "/tests/e2e/cases");
+    for (const Section& s : sections) {
+        testing::RegisterTest(s.suite.c_str(), s.name.c_str(), nullptr, nullptr, s.file.c_str(), s.line,
+                              [&s]() -> testing::Test* { return new CaseRun(s); });
+    }
+    return RUN_ALL_TESTS();
+}
