@@ -1,32 +1,22 @@
-#include <gtest/gtest.h>
+// The logger: line format and text, level filter, rotation and pruning of
+// the backups, and the switch between the internal target and the card.
 
 #include <pthread.h>
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <iomanip>
 #include <regex>
-#include <sstream>
-#include <vector>
 
 #include "FileUtil.h"
 #include "KsLog.h"
-#include "TempDir.h"
+#include "UnitTest.h"
 
 namespace {
 
-std::vector<std::string> linesOf(const std::string& path)
-{
-    std::vector<std::string> lines;
-    std::istringstream in(readFile(path));
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 // One file line: "[YYYY-MM-DD hh:mm:ss.m] [thread] [level] text", the
 // milliseconds unpadded; groups thread, level, text.
-const std::regex kLine(R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{1,3}\] \[([0-9A-F]+)\] \[(\w+)\] (.*))");
+const std::regex kLine(R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.(0|[1-9]\d{0,2})\] \[([0-9A-F]+)\] \[(\w+)\] (.*))");
 const std::regex kStartLine(R"(.* \[Info\] KsLog\.cpp:\d+ KSLog: start!)");
 
 bool exists(const std::string& path)
@@ -34,16 +24,37 @@ bool exists(const std::string& path)
     return CFileUtil::isFileExist(path.c_str());
 }
 
+// Where a macro line of this file was written from.
+std::string at(int line, const std::string& text)
+{
+    return "KsLogTest.cpp:" + std::to_string(line) + " " + text;
+}
+
+int g_iInnerLine = 0;
+
+int logsWhileFormatted()
+{
+    g_iInnerLine = __LINE__ + 1;
+    KS_LOG_DEBUG("inner line, " << 12345678901234LL);
+    return 7;
+}
+
 // Every test starts from a fresh logger whose internal target is a file in
 // its own temporary directory.
 class KsLogTest : public ::testing::Test {
 protected:
-    void SetUp() override { CKsLog::destroy(); }
+    void SetUp() override
+    {
+        CKsLog::destroy();
+        CKsLog::setLogLevel(E_LOG_LEVEL_DEBUG);
+        testing::internal::CaptureStdout();
+    }
 
     void TearDown() override
     {
         CKsLog::destroy();
         CKsLog::setLogLevel(E_LOG_LEVEL_DEBUG);
+        testing::internal::GetCapturedStdout();
     }
 
     CKsLog::CLogConfig internalConfig() const
@@ -77,63 +88,67 @@ protected:
 
 }  // namespace
 
-TEST_F(KsLogTest, FileLineFormat)
+// Lines built in the thread's reused buffer keep their own text and none of
+// the previous line's format; a line logged while another is formatted gets
+// a buffer of its own and comes first.
+TEST_F(KsLogTest, LinesCarryThreadLevelAndTheirOwnText)
 {
     CKsLog* log = start(internalConfig());
-    CKsLog::setLogLevel(E_LOG_LEVEL_DEBUG);
-
     log->writeLog(E_LOG_LEVEL_ERROR, "disk full");
     log->writeLog(E_LOG_LEVEL_DEBUG, std::string("detail"));
     log->writeLog(-2, "odd level");   // written under the name Info
     log->writeLog(7, "too verbose");  // still filtered by number
     log->writeLog(E_LOG_LEVEL_ERROR, static_cast<const char*>(nullptr));
-    int line = __LINE__ + 1;
-    KS_LOG_WARN("bind failed, port:" << 8080);
+    const std::string longText(300, 'x');
+    const int first = __LINE__ + 1;
+    KS_LOG_WARN(longText << " end");
+    const int outer = __LINE__ + 1;
+    KS_LOG_INFO("outer " << logsWhileFormatted() << " done");
+    const int hex = __LINE__ + 1;
+    KS_LOG_INFO(std::hex << std::setw(6) << std::setfill('*') << 255 << std::showbase << 255);
+    const int plain = __LINE__ + 1;
+    KS_LOG_INFO(255 << "|" << 1.5 << "|" << true);
+    const int shortLine = __LINE__ + 1;
+    KS_LOG_ERROR("ok");
 
-    auto lines = flushedLines();
-    ASSERT_EQ(4u, lines.size());
+    const std::vector<std::pair<std::string, std::string>> expected = {
+        {"Error", "disk full"},
+        {"Debug", "detail"},
+        {"Info", "odd level"},
+        {"Warn", at(first, longText + " end")},
+        {"Debug", at(g_iInnerLine, "inner line, 12345678901234")},
+        {"Info", at(outer, "outer 7 done")},
+        {"Info", at(hex, "****ff0xff")},
+        {"Info", at(plain, "255|1.5|1")},
+        {"Error", at(shortLine, "ok")},
+    };
     char tid[16];
     snprintf(tid, sizeof(tid), "%X", static_cast<unsigned>(static_cast<unsigned long>(pthread_self())));
-    const std::string expected[][2] = {{"Error", "disk full"},
-                                       {"Debug", "detail"},
-                                       {"Info", "odd level"},
-                                       {"Warn", "KsLogTest.cpp:" + std::to_string(line) + " bind failed, port:8080"}};
-    for (size_t i = 0; i < 4; ++i) {
+    const auto lines = flushedLines();
+    ASSERT_EQ(expected.size(), lines.size());
+    for (size_t i = 0; i < lines.size(); ++i) {
         std::smatch m;
         ASSERT_TRUE(std::regex_match(lines[i], m, kLine)) << lines[i];
-        EXPECT_EQ(tid, m.str(1));
-        EXPECT_EQ(expected[i][0], m.str(2));
-        EXPECT_EQ(expected[i][1], m.str(3));
+        EXPECT_EQ(tid, m.str(2));
+        EXPECT_EQ(expected[i].first, m.str(3)) << i;
+        EXPECT_EQ(expected[i].second, m.str(4)) << i;
     }
 }
 
-TEST_F(KsLogTest, GlobalLevelFilters)
+TEST_F(KsLogTest, RotationOnStart)
 {
-    CKsLog* log = start(internalConfig());
-    CKsLog::setLogLevel(E_LOG_LEVEL_ERROR);
-    for (int level = E_LOG_LEVEL_ERROR; level <= E_LOG_LEVEL_DEBUG; ++level) {
-        log->writeLog(level, "level " + std::to_string(level));
-    }
-    CKsLog::setLogLevel(-1);
-    log->writeLog(E_LOG_LEVEL_ERROR, "silenced error");
-    KS_LOG_ERROR("silenced macro");
-
-    auto lines = flushedLines();
-    ASSERT_EQ(1u, lines.size());
-    EXPECT_NE(std::string::npos, lines[0].find("[Error] level 0"));
-}
-
-TEST_F(KsLogTest, SizeRotationInModeZero)
-{
-    // The live file starts at 101 bytes beside backups 1 to 4.
+    // The live file starts at 101 bytes beside backups 1 to 4. Mode 0 moves
+    // it away once past the size limit; mode 1 on every start.
     const struct {
         const char* m_pszName;
+        int m_iMode;
         int m_iMaxFileCnt;
         int m_iMaxSizePerFile;
         bool m_bRotated;
-    } cases[] = {{"past the limit, five generations", 5, 100, true},
-                 {"at the limit", 5, 101, false},
-                 {"one generation is reopened, never moved", 1, 100, false}};
+    } cases[] = {{"past the limit, five generations", 0, 5, 100, true},
+                 {"at the limit", 0, 5, 101, false},
+                 {"one generation is reopened, never moved", 0, 1, 100, false},
+                 {"reopen mode", 1, 5, 1000, true}};
     const std::string old = std::string(100, 'L') + "\n";
     for (const auto& c : cases) {
         SCOPED_TRACE(c.m_pszName);
@@ -142,6 +157,7 @@ TEST_F(KsLogTest, SizeRotationInModeZero)
             writeFile(backup(i), "backup" + std::to_string(i));
         }
         CKsLog::CLogConfig config = internalConfig();
+        config.m_iLogManagerMode = c.m_iMode;
         config.m_iMaxFileCnt = c.m_iMaxFileCnt;
         config.m_iMaxSizePerFile = c.m_iMaxSizePerFile;
         start(config)->writeLog(E_LOG_LEVEL_ERROR, "fresh");
@@ -149,32 +165,10 @@ TEST_F(KsLogTest, SizeRotationInModeZero)
         auto lines = flushedLines();
         ASSERT_EQ(c.m_bRotated ? 1u : 2u, lines.size());
         EXPECT_NE(std::string::npos, lines.back().find("fresh"));
-        if (c.m_bRotated) {
-            EXPECT_EQ(old, readFile(backup(1)));
-            EXPECT_EQ("backup1", readFile(backup(2)));
-            EXPECT_EQ("backup3", readFile(backup(4)));
-        } else {
-            EXPECT_EQ("backup1", readFile(backup(1)));
-            EXPECT_EQ("backup4", readFile(backup(4)));
-        }
+        EXPECT_EQ(c.m_bRotated ? old : "backup1", readFile(backup(1)));
+        EXPECT_EQ(c.m_bRotated ? "backup3" : "backup4", readFile(backup(4)));
         EXPECT_FALSE(exists(backup(5)));
     }
-}
-
-TEST_F(KsLogTest, ReopenModeStartsFreshFileEachTime)
-{
-    writeFile(m_strLogPath, "old\n");
-    writeFile(backup(1), "backup1");
-    CKsLog::CLogConfig config = internalConfig();
-    config.m_iLogManagerMode = 1;
-    config.m_iMaxFileCnt = 7;
-
-    start(config)->writeLog(E_LOG_LEVEL_ERROR, "first run");
-    auto lines = flushedLines();
-    ASSERT_EQ(1u, lines.size());
-    EXPECT_NE(std::string::npos, lines[0].find("first run"));
-    EXPECT_EQ("old\n", readFile(backup(1)));
-    EXPECT_EQ("backup1", readFile(backup(2)));
 }
 
 TEST_F(KsLogTest, PruningCountsLiveFileAndEvenBackups)
@@ -241,10 +235,9 @@ TEST_F(KsLogTest, ExternalCardSwitchesTargets)
     EXPECT_FALSE(log->getLogExternalEnable());
 
     // The card comes: image directories shift up and a fresh "0" is made.
-    ASSERT_EQ(0, mkdir(card.c_str(), 0755));
-    ASSERT_EQ(0, mkdir(image.c_str(), 0755));
-    ASSERT_EQ(0, mkdir((image + "0").c_str(), 0755));
-    ASSERT_EQ(0, mkdir((image + "1").c_str(), 0755));
+    for (const std::string& dir : {card, image, image + "0", image + "1"}) {
+        ASSERT_EQ(0, mkdir(dir.c_str(), 0755));
+    }
     writeFile(image + "0/mark", "was0");
     writeFile(image + "1/mark", "was1");
     log->logMonitorState();

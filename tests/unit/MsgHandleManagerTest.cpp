@@ -2,129 +2,100 @@
 // The probe handlers below register under the manager's own prefix, with
 // ids that no gateway handler serves. Envelope dispatch is checked through
 // the real gateway by the end-to-end tests.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 #include "MsgHandleManager.h"
-#include "TestLog.h"
+#include "UnitTest.h"
 #include "XoltProtocol.h"
 
 namespace {
-
-constexpr uint8_t kProbeMsgid = 240;
-constexpr uint8_t kSharedMsgid = 241;
 
 std::vector<std::string> g_calls;
 int g_destroyed = 0;
 
 } // namespace
 
-class CProbeFrame : public CXolt2ProtobufHandleBase {
+// Records "<name> seq <n>" for each frame it handles.
+class CProbe : public CXolt2ProtobufHandleBase {
+public:
+    virtual const char* name() const = 0;
+    int32_t handleMsg(__xolt_message_head* head) override
+    {
+        g_calls.push_back(name() + std::string(" seq ") + std::to_string(head->seq));
+        return 0;
+    }
+};
+
+// "Frame" serves msgid 240. "Earlier" and "Later" both serve 241: the
+// registry creates them in key order, so "Later" is registered last.
+class CProbeFrame : public CProbe {
     LUMBRIX_XOLT2PROTOBUF_HANDLE(CProbeFrame)
 public:
     ~CProbeFrame() override { ++g_destroyed; }
-    int32_t handleMsg(__xolt_message_head* head) override
-    {
-        g_calls.push_back("frame seq " + std::to_string(head->seq));
-        return 0;
-    }
+    const char* name() const override { return "Frame"; }
 };
-LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CProbeFrame, "Xolt2Protobuf.ProbeFrame", kProbeMsgid)
+LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CProbeFrame, "Xolt2Protobuf.ProbeFrame", 240)
 
-// Two handlers for one msgid: the registry creates them in key order, so
-// the "Later" one is registered last and must win.
-class CProbeEarlier : public CXolt2ProtobufHandleBase {
+class CProbeEarlier : public CProbe {
     LUMBRIX_XOLT2PROTOBUF_HANDLE(CProbeEarlier)
 public:
-    int32_t handleMsg(__xolt_message_head*) override
-    {
-        g_calls.push_back("earlier");
-        return 0;
-    }
+    const char* name() const override { return "Earlier"; }
 };
-LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CProbeEarlier, "Xolt2Protobuf.ProbeEarlier", kSharedMsgid)
+LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CProbeEarlier, "Xolt2Protobuf.ProbeEarlier", 241)
 
-class CProbeLater : public CXolt2ProtobufHandleBase {
+class CProbeLater : public CProbe {
     LUMBRIX_XOLT2PROTOBUF_HANDLE(CProbeLater)
 public:
-    int32_t handleMsg(__xolt_message_head*) override
-    {
-        g_calls.push_back("later");
-        return 0;
-    }
+    const char* name() const override { return "Later"; }
 };
-LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CProbeLater, "Xolt2Protobuf.ProbeLater", kSharedMsgid)
+LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CProbeLater, "Xolt2Protobuf.ProbeLater", 241)
 
 namespace {
 
-class MsgHandleManagerTest : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        useTestLog(m_dir);
-        captureStdout([] { EXPECT_EQ(0, CMsgHandleManager::getInstance()->init()); });
-        g_calls.clear();
-        g_destroyed = 0;
-    }
-
-    void TearDown() override { CMsgHandleManager::destroy(); }
-
-    static void handle(uint8_t msgid, uint8_t seq, uint8_t destid = 1, uint8_t sourceid = 2)
-    {
-        xolt_message_head_t head{};
-        head.magic = XOLT_STX;
-        head.msgid = msgid;
-        head.seq = seq;
-        head.destid = destid;
-        head.sourceid = sourceid;
-        CMsgHandleManager::getInstance()->handleXoltMsg(&head);
-    }
-
-    TempDir m_dir;
-};
-
-TEST_F(MsgHandleManagerTest, FrameGoesToTheHandlerOfItsMsgidWhateverItsAddresses)
+void handle(uint8_t msgid, uint8_t seq, uint8_t destid = 1, uint8_t sourceid = 2)
 {
-    const std::string out = captureStdout([] {
-        handle(kProbeMsgid, 3, 1, 2);
-        handle(kProbeMsgid, 4, 35, 14);
-        handle(249, 5);  // no handler: dropped without a line
-    });
-    EXPECT_EQ((std::vector<std::string>{"frame seq 3", "frame seq 4"}), g_calls);
-    EXPECT_EQ("", out);
-
-    const std::string null = captureStdout([] { CMsgHandleManager::getInstance()->handleXoltMsg(nullptr); });
-    EXPECT_NE(std::string::npos, null.find("[Error] MsgHandleManager.cpp:")) << null;
-    EXPECT_NE(std::string::npos, null.find("When handle xolt msg, the data is null.")) << null;
+    xolt_message_head_t head{};
+    head.magic = XOLT_STX;
+    head.msgid = msgid;
+    head.seq = seq;
+    head.destid = destid;
+    head.sourceid = sourceid;
+    CMsgHandleManager::getInstance()->handleXoltMsg(&head);
 }
 
-TEST_F(MsgHandleManagerTest, LaterHandlerForAnIdReplacesTheEarlierOne)
+TEST(MsgHandleManager, FrameGoesToTheLastHandlerRegisteredForItsMsgid)
 {
-    handle(kSharedMsgid, 0);
-    EXPECT_EQ((std::vector<std::string>{"later"}), g_calls);
+    TempDir dir;
+    useTestLog(dir);
+    captureStdout([] { EXPECT_EQ(0, CMsgHandleManager::getInstance()->init()); });
+    std::string out = captureStdout([] {
+        handle(240, 3, 1, 2);
+        handle(240, 4, 35, 14);
+        handle(249, 5);  // no handler: dropped without a line
+        handle(241, 6);
+    });
+    EXPECT_EQ("", out);
+    out = captureStdout([] { CMsgHandleManager::getInstance()->handleXoltMsg(nullptr); });
+    EXPECT_NE(std::string::npos, out.find("[Error] MsgHandleManager.cpp:")) << out;
+    EXPECT_NE(std::string::npos, out.find("When handle xolt msg, the data is null.")) << out;
 
     // An explicit registration replaces the factory-made handler, which is
     // released with its last owner.
-    std::shared_ptr<CXolt2ProtobufHandleBase> sameIdAsProbe(
-        static_cast<CXolt2ProtobufHandleBase*>(CProbeFrame::create()));
-    CMsgHandleManager::getInstance()->registerXolt2ProtobufHandle(sameIdAsProbe);
+    std::shared_ptr<CXolt2ProtobufHandleBase> frame(new CProbeFrame());
+    CMsgHandleManager::getInstance()->registerXolt2ProtobufHandle(frame);
     EXPECT_EQ(1, g_destroyed);
-    std::shared_ptr<CXolt2ProtobufHandleBase> replacement(
-        static_cast<CXolt2ProtobufHandleBase*>(CProbeEarlier::create()));
-    CMsgHandleManager::getInstance()->registerXolt2ProtobufHandle(replacement);
-    handle(kSharedMsgid, 0);
-    EXPECT_EQ((std::vector<std::string>{"later", "earlier"}), g_calls);
-}
+    std::shared_ptr<CXolt2ProtobufHandleBase> earlier(new CProbeEarlier());
+    CMsgHandleManager::getInstance()->registerXolt2ProtobufHandle(earlier);
+    handle(241, 7);
 
-TEST_F(MsgHandleManagerTest, DestroyReleasesTheHandlersAndInitBuildsFreshOnes)
-{
+    // Destroy releases the handlers and init builds fresh ones.
+    frame.reset();
     CMsgHandleManager::destroy();
-    EXPECT_EQ(1, g_destroyed);
+    EXPECT_EQ(2, g_destroyed);
     captureStdout([] { CMsgHandleManager::getInstance()->init(); });
-    handle(kProbeMsgid, 9);
-    EXPECT_EQ((std::vector<std::string>{"frame seq 9"}), g_calls);
+    handle(240, 8);
+    EXPECT_EQ((std::vector<std::string>{"Frame seq 3", "Frame seq 4", "Later seq 6", "Earlier seq 7", "Frame seq 8"}),
+              g_calls);
+    CMsgHandleManager::destroy();
 }
 
 } // namespace

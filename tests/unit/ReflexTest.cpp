@@ -1,14 +1,10 @@
-#include <gtest/gtest.h>
 
-#include <list>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "IpcDriverBase.h"
 #include "IpcTcpSocketDriver.h"
 #include "IpcUdpSocketDriver.h"
 #include "Reflex.h"
+#include "UnitTest.h"
 
 namespace {
 
@@ -81,37 +77,6 @@ TEST(Reflex, PrefixMatchesExactLeadingBytesInKeyOrder)
         }
         EXPECT_EQ(c.m_vecNames, names) << '"' << c.m_pszPrefix << '"';
     }
-}
-
-class CCounter {
-public:
-    explicit CCounter(int value) : m_iValue(value) {}
-    int m_iValue;
-};
-
-void* createOne()
-{
-    return new CCounter(1);
-}
-
-void* createTwo()
-{
-    return new CCounter(2);
-}
-
-TEST(Reflex, SecondRegistrationUnderOneKeyReplacesTheFirst)
-{
-    CReflex<CCounter>::registerCreator("Counter.x", &createOne);
-    CReflex<CCounter>::registerCreator("Counter.x", &createTwo);
-    CReflex<CCounter>::registerCreator(nullptr, &createOne);
-    EXPECT_EQ(CReflex<CCounter>::findCreator("Counter.x"), &createTwo);
-    EXPECT_EQ(CReflex<CCounter>::findCreator("Counter."), nullptr);
-
-    std::list<CCounter*> out;
-    CReflex<CCounter>::create("", out);
-    ASSERT_EQ(out.size(), 1u);
-    EXPECT_EQ(out.front()->m_iValue, 2);
-    delete out.front();
 }
 
 TEST(Reflex, DriverPrefixYieldsTcpThenUdpSingletons)
