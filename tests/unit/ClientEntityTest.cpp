@@ -1,6 +1,5 @@
 // Client entities and their manager: slots by service id, replacement, and
 // the UDP client after stop.
-
 #include "ClientBase.h"
 #include "ClientEntityManager.h"
 #include "IpcDriverManager.h"

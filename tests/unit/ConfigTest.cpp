@@ -1,6 +1,5 @@
 // Gateway and logger configuration loading, and the CPU list parser: one
 // table each of what goes in and what is loaded, printed or refused.
-
 #include "CpuAffinity.h"
 #include "KsLog.h"
 #include "LoggerConfig.h"
@@ -64,14 +63,21 @@ TEST_F(ConfigTest, GatewayRecordsAreLoadedInFileOrderOrRefusedWithTheirMessage)
         {kFull, 0, kFullLoaded, kMissing + "localPort"},
         {kFull, 0, kFullLoaded, kMissing + "enable"},
         {"{}", 0, "", ""},
-        // Integers keep their low 32 bits.
+        // Integers keep their low 32 bits, whatever their size.
         {R"({"serviceEntity": [{"socketType": 4294967298, "protocolType": "x", "listenIp": "a", "listenPort": 4294967295}]})",
          0, "S 2 x a:-1; ", ""},
+        {R"({"serviceEntity": [{"socketType": 18446744073709551615, "protocolType": "x", "listenIp": "a", "listenPort": 9223372036854775807}]})",
+         0, "S -1 x a:-1; ", ""},
         {"not json at all", -1, "", "Fail to load json, json:not json at all"},
         {R"({"serviceEntity": {}})", -1, "", "When get array by key, the value type is invalid. key:serviceEntity"},
         {R"({"clientEntity": 3})", -1, "", "When get array by key, the value type is invalid. key:clientEntity"},
         {R"({"serviceEntity": [1]})", -1, "", "When get value by key, json node is not object"},
         {R"({"serviceEntity": [{"enable": 0}]})", -1, "", kInvalid + "enable"},
+        {R"({"serviceEntity": [{"enable": null}]})", -1, "", kInvalid + "enable"},
+        {R"({"serviceEntity": [{"socketType": 3.5, "protocolType": "xolt", "listenIp": "a", "listenPort": 1}]})", -1,
+         "", kInvalid + "socketType"},
+        {R"({"serviceEntity": [{"socketType": true, "protocolType": "xolt", "listenIp": "a", "listenPort": 1}]})", -1,
+         "", kInvalid + "socketType"},
         {R"({"serviceEntity": [{"socketType": 2, "protocolType": "xolt", "listenIp": "a", "listenPort": "1"}]})", -1,
          "", kInvalid + "listenPort"},
         {R"({"serviceEntity": [{"socketType": 2, "protocolType": "xolt", "listenPort": 1}]})", -1, "",
@@ -113,6 +119,8 @@ TEST_F(ConfigTest, LoggerKeysAreReadWithTheirDefaultsOrRefused)
          0, E_LOG_LEVEL_WARN, "%D/b.log",
          {"------------------file: %D/b.log", "KSLog: mnt", "KSLog: file mode: 1", "KSLog: file path: %D/nocard/",
           kMissing + "fileCnt"}},
+        // An unknown level name is Info.
+        {R"({"log": {"level": "Loud", "file": "%D/c.log"}})", 0, E_LOG_LEVEL_INFO, "%D/c.log", {}},
         {R"({"log": {"level": 2}})", -1, 3, "", {kInvalid + "level"}},
         {R"({"log": []})", -1, 3, "", {"When get object by key, the value type is invalid. key:log"}},
         {R"({"log": {"fileCnt": "8"}})", -1, 3, "", {kInvalid + "fileCnt"}},

@@ -12,8 +12,6 @@
 
 namespace {
 
-const auto kQuiet = std::chrono::milliseconds(150);
-
 // One end of a datagram socket pair, registered with a loop; the test
 // writes to the other end.
 class CPairHandle : public CIpcHandleBase {
@@ -65,7 +63,6 @@ public:
         m_loopThread = pthread_self();
         m_iLastEvent = eventType;
         ++m_mapCount[handle];
-        m_cond.notify_all();
         return 0;
     }
 
@@ -77,12 +74,10 @@ public:
 
     bool waitForCount(CIpcHandleBase* handle, int atLeast)
     {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        return m_cond.wait_for(lock, kDeadline, [&] { return m_mapCount[handle] >= atLeast; });
+        return eventually([&] { return count(handle) >= atLeast; });
     }
 
     std::mutex m_mutex;
-    std::condition_variable m_cond;
     int m_iType;
     int m_iLastEvent = -1;
     std::map<CIpcHandleBase*, int> m_mapCount;
@@ -141,7 +136,7 @@ TEST_F(EventLoopTest, EveryReadySocketIsServedUntilRead)
     for (size_t i = 0; i < handles.size(); ++i) {
         EXPECT_TRUE(g_spShmDriver->waitForCount(handles[i].get(), i == 7 ? 4 : 1));
     }
-    std::this_thread::sleep_for(kQuiet);
+    sleepMs(150);
     for (size_t i = 0; i < handles.size(); ++i) {
         EXPECT_EQ(g_spShmDriver->count(handles[i].get()), i == 7 ? 4 : 1);
         EXPECT_EQ(m_pLoop->unRegisterHandle(handles[i]->getHandle()), 0);
@@ -161,14 +156,14 @@ TEST_F(EventLoopTest, RegisterAndUnregisterTwiceFailTheSecondTime)
         EXPECT_EQ(m_pLoop->unRegisterHandle(handle.getHandle()), -1);
     });
     for (const std::string& line :
-         {std::string("EventLoop.cpp:"), "Add an epoll event success, name:twice, handle:" + fd,
+         {"Add an epoll event success, name:twice, handle:" + fd,
           "Fail to add an epoll event, error:17, name:twice, handle:" + fd, "Del an epoll event success, handle:" + fd,
           "Fail to del an epoll event, error:2, handle:" + fd}) {
         EXPECT_THAT(out, HasSubstr(line));
     }
     // Unregistered: no longer served.
     handle.poke();
-    std::this_thread::sleep_for(kQuiet);
+    sleepMs(150);
     EXPECT_EQ(g_spShmDriver->count(&handle), 0);
 }
 
@@ -189,12 +184,9 @@ TEST_F(EventLoopTest, InterruptedWaitIsSilentAndTheLoopGoesOn)
     bool served = false;
     const std::string out = captureStdout([&] {
         // Let the loop thread go back into its wait first.
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        sleepMs(20);
         pthread_kill(g_spShmDriver->m_loopThread, SIGUSR1);
-        const auto end = std::chrono::steady_clock::now() + kDeadline;
-        while (g_iSignals == 0 && std::chrono::steady_clock::now() < end) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
+        eventually([] { return g_iSignals > 0; });
         handle.poke();
         served = g_spShmDriver->waitForCount(&handle, 2);
     });

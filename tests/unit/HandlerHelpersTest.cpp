@@ -1,5 +1,4 @@
 // The UTF-8 repair of radio text before it goes into an App string field.
-
 #include <cstring>
 
 #include "UnitTest.h"

@@ -1,7 +1,6 @@
 // The signal table and the logging handler, in forked children. What
 // SIGINT, SIGHUP, SIGTERM and SIGSEGV do to the real gateway is checked end
 // to end.
-
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,11 +20,9 @@ std::pair<int, std::string> runChild(const TempDir& dir, const std::function<voi
     fflush(stdout);
     pid_t pid = fork();
     if (pid == 0) {
-        FILE* out = fopen(outPath.c_str(), "w");
-        if (out == nullptr) {
+        if (freopen(outPath.c_str(), "w", stdout) == nullptr) {
             _exit(99);
         }
-        dup2(fileno(out), STDOUT_FILENO);
         CKsLog::destroy();
         useTestLog(dir);
         CKsSignal::ms_mapSigHandleInfo.clear();
@@ -34,15 +31,10 @@ std::pair<int, std::string> runChild(const TempDir& dir, const std::function<voi
         _exit(0);
     }
     int status = -1;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (pid > 0 && waitpid(pid, &status, WNOHANG) == 0) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            kill(pid, SIGKILL);
-            waitpid(pid, &status, 0);
-            ADD_FAILURE() << "child did not end in time";
-            break;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    if (!eventually([&] { return waitpid(pid, &status, WNOHANG) != 0; })) {
+        kill(pid, SIGKILL);
+        waitpid(pid, &status, 0);
+        ADD_FAILURE() << "child did not end in time";
     }
     return {status, readFile(outPath)};
 }

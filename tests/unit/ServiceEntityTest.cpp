@@ -1,7 +1,9 @@
-// Service entities: which socket types open a listener, and how link
-// datagrams reach the handler manager through the frame parser. A probe
-// handler registered under the manager's prefix records what arrives.
-
+// Link frames from the service entities to the handlers: which socket
+// types open a listener, how datagrams reach the handler manager through
+// the frame parser, and how the manager picks a handler by msgid. Probe
+// handlers register under the manager's own prefix, with ids that no
+// gateway handler serves. Envelope dispatch is checked through the real
+// gateway by the end-to-end tests.
 #include "IpcFramework.h"
 #include "MsgHandleManager.h"
 #include "Reflex.h"
@@ -12,9 +14,11 @@
 
 namespace {
 
-// Frames seen by the probe; written on the event-loop thread.
+// What the probes saw ("<probe> seq <n> len <n> first <byte>"), written on
+// the event-loop thread or the test's own.
 std::mutex g_mutex;
 std::vector<std::string> g_calls;
+int g_destroyed = 0;
 
 // The calls once count of them have arrived, or what there is by the deadline.
 std::vector<std::string> waitForCalls(size_t count)
@@ -29,18 +33,41 @@ std::vector<std::string> waitForCalls(size_t count)
 
 } // namespace
 
-class CServiceProbeFrame : public CXolt2ProtobufHandleBase {
-    LUMBRIX_XOLT2PROTOBUF_HANDLE(CServiceProbeFrame)
+class CProbe : public CXolt2ProtobufHandleBase {
 public:
+    virtual const char* name() const = 0;
     int32_t handleMsg(__xolt_message_head* head) override
     {
         std::lock_guard<std::mutex> lock(g_mutex);
-        g_calls.push_back("seq " + std::to_string(head->seq) + " len " + std::to_string(head->len) + " first " +
-                          std::to_string(xolt_payload(head)[0]));
+        g_calls.push_back(name() + (" seq " + std::to_string(head->seq)) + " len " + std::to_string(head->len) +
+                          " first " + std::to_string(xolt_payload(head)[0]));
         return 0;
     }
 };
-LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CServiceProbeFrame, "Xolt2Protobuf.ServiceProbeFrame", 242)
+
+// "Frame" serves msgid 242. "Earlier" and "Later" both serve 241: the
+// registry creates them in key order, so "Later" is registered last.
+class CProbeFrame : public CProbe {
+    LUMBRIX_XOLT2PROTOBUF_HANDLE(CProbeFrame)
+public:
+    ~CProbeFrame() override { ++g_destroyed; }
+    const char* name() const override { return "Frame"; }
+};
+LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CProbeFrame, "Xolt2Protobuf.ProbeFrame", 242)
+
+class CProbeEarlier : public CProbe {
+    LUMBRIX_XOLT2PROTOBUF_HANDLE(CProbeEarlier)
+public:
+    const char* name() const override { return "Earlier"; }
+};
+LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CProbeEarlier, "Xolt2Protobuf.ProbeEarlier", 241)
+
+class CProbeLater : public CProbe {
+    LUMBRIX_XOLT2PROTOBUF_HANDLE(CProbeLater)
+public:
+    const char* name() const override { return "Later"; }
+};
+LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CProbeLater, "Xolt2Protobuf.ProbeLater", 241)
 
 namespace {
 
@@ -61,6 +88,8 @@ protected:
                                      CMsgHandleManager::getInstance()->init() == 0);
             EXPECT_TRUE(s_started);
         });
+        std::lock_guard<std::mutex> lock(g_mutex);
+        g_calls.clear();
     }
 
     // A service made through the factory, kept for the life of the process
@@ -133,7 +162,7 @@ TEST_F(ServiceEntityTest, LinkDatagramsReachTheHandlerFrameByFrame)
         service->onReadData(nullptr, static_cast<int>(kFrameA.size()), kFrameA.data());
     });
     EXPECT_EQ("", out);
-    EXPECT_EQ((std::vector<std::string>{"seq 0 len 2 first 17"}), waitForCalls(1));
+    EXPECT_EQ((std::vector<std::string>{"Frame seq 0 len 2 first 17"}), waitForCalls(1));
 
     const uint16_t port = freeUdpPort();
     captureStdout([&] { ASSERT_EQ(0, service->start(serviceRecord(2, port))); });
@@ -141,9 +170,55 @@ TEST_F(ServiceEntityTest, LinkDatagramsReachTheHandlerFrameByFrame)
     ASSERT_TRUE(radio.sendTo(port, "\x01\x02garbage" + kFrameA + kFrameB));
     ASSERT_TRUE(radio.sendTo(port, kFrameC.substr(0, 9)));
     ASSERT_TRUE(radio.sendTo(port, kFrameC.substr(9)));
-    EXPECT_EQ((std::vector<std::string>{"seq 0 len 2 first 17", "seq 0 len 2 first 17", "seq 1 len 1 first 51",
-                                        "seq 2 len 3 first 253"}),
+    EXPECT_EQ((std::vector<std::string>{"Frame seq 0 len 2 first 17", "Frame seq 0 len 2 first 17",
+                                        "Frame seq 1 len 1 first 51", "Frame seq 2 len 3 first 253"}),
               waitForCalls(4));
+}
+
+void handle(uint8_t msgid, uint8_t seq, uint8_t destid = 1, uint8_t sourceid = 2)
+{
+    xolt_message_head_t head{};
+    head.magic = XOLT_STX;
+    head.msgid = msgid;
+    head.seq = seq;
+    head.destid = destid;
+    head.sourceid = sourceid;
+    CMsgHandleManager::getInstance()->handleXoltMsg(&head);
+}
+
+// Last in this file: it rebuilds the manager the other tests share.
+TEST_F(ServiceEntityTest, ManagerGivesAFrameToTheLastHandlerRegisteredForItsMsgid)
+{
+    g_destroyed = 0;
+    std::string out = captureStdout([] {
+        handle(242, 3, 1, 2);
+        handle(242, 4, 35, 14);
+        handle(249, 5);  // no handler: dropped without a line
+        handle(241, 6);
+    });
+    EXPECT_EQ("", out);
+    out = captureStdout([] { CMsgHandleManager::getInstance()->handleXoltMsg(nullptr); });
+    EXPECT_THAT(out, HasSubstr("[Error] MsgHandleManager.cpp:"));
+    EXPECT_THAT(out, HasSubstr("When handle xolt msg, the data is null."));
+
+    // An explicit registration replaces the factory-made handler, which is
+    // released with its last owner.
+    std::shared_ptr<CXolt2ProtobufHandleBase> frame(new CProbeFrame());
+    CMsgHandleManager::getInstance()->registerXolt2ProtobufHandle(frame);
+    EXPECT_EQ(1, g_destroyed);
+    std::shared_ptr<CXolt2ProtobufHandleBase> earlier(new CProbeEarlier());
+    CMsgHandleManager::getInstance()->registerXolt2ProtobufHandle(earlier);
+    handle(241, 7);
+
+    // Destroy releases the handlers and init builds fresh ones.
+    frame.reset();
+    CMsgHandleManager::destroy();
+    EXPECT_EQ(2, g_destroyed);
+    captureStdout([] { EXPECT_EQ(0, CMsgHandleManager::getInstance()->init()); });
+    handle(242, 8);
+    EXPECT_EQ((std::vector<std::string>{"Frame seq 3 len 0 first 0", "Frame seq 4 len 0 first 0", "Later seq 6 len 0 first 0",
+                                        "Earlier seq 7 len 0 first 0", "Frame seq 8 len 0 first 0"}),
+              waitForCalls(5));
 }
 
 } // namespace

@@ -14,7 +14,7 @@ class CWorker {
 public:
     void work()
     {
-        m_futureGo.wait_for(kDeadline);
+        eventually([this] { return m_bGo.load(); });
         char name[16] = {};
         pthread_getname_np(pthread_self(), name, sizeof(name));
         m_strName = name;
@@ -22,21 +22,16 @@ public:
             m_pStopSelf->stop();
         }
         m_bFlagAfterStop = CThreadGenerator::isThreadNeedContinue();
-        m_promiseDone.set_value();
+        m_bDone = true;
     }
 
-    void release() { m_promiseGo.set_value(); }
-    bool finished() { return m_futureDone.wait_for(kDeadline) == std::future_status::ready; }
+    bool finished() { return eventually([this] { return m_bDone.load(); }); }
 
+    std::atomic<bool> m_bGo{false};
+    std::atomic<bool> m_bDone{false};
     CThreadGenerator* m_pStopSelf = nullptr;
     std::string m_strName;
     bool m_bFlagAfterStop = false;
-
-private:
-    std::promise<void> m_promiseGo;
-    std::shared_future<void> m_futureGo = m_promiseGo.get_future().share();
-    std::promise<void> m_promiseDone;
-    std::future<void> m_futureDone = m_promiseDone.get_future();
 };
 
 enum EStop { NOT_STOPPED, STOPPED_FROM_OUTSIDE, STOPPED_ON_ITS_THREAD };
@@ -75,7 +70,7 @@ TEST(ThreadGenerator, RunsOnANamedThreadAndStopClearsTheCallingThreadsFlag)
             // The main thread has no flag of its own.
             EXPECT_FALSE(CThreadGenerator::isThreadNeedContinue());
         }
-        worker.release();
+        worker.m_bGo = true;
         ASSERT_TRUE(worker.finished());
         EXPECT_EQ(worker.m_strName, row.m_pszSeenName);
         EXPECT_EQ(worker.m_bFlagAfterStop, row.m_bFlagAfter);
@@ -83,7 +78,7 @@ TEST(ThreadGenerator, RunsOnANamedThreadAndStopClearsTheCallingThreadsFlag)
         if (row.m_eStop != NOT_STOPPED) {
             // A stopped generator has let its thread go and starts again.
             CWorker& again = s_workers.emplace_back();
-            again.release();
+            again.m_bGo = true;
             EXPECT_EQ(generator.start(&again, &CWorker::work), 0);
             EXPECT_TRUE(again.finished());
         }
@@ -97,17 +92,11 @@ public:
 
     void run() override
     {
-        if (!m_bReturnAtOnce) {
-            m_futureGo.wait_for(kDeadline);
-        }
+        eventually([this] { return m_bReturnAtOnce || m_bGo.load(); });
     }
 
-    void release() { m_promiseGo.set_value(); }
-
-private:
     bool m_bReturnAtOnce;
-    std::promise<void> m_promiseGo;
-    std::shared_future<void> m_futureGo = m_promiseGo.get_future().share();
+    std::atomic<bool> m_bGo{false};
 };
 
 TEST(KsThread, WaitReturnsOnTheStopRequestWhetherRunIsBusyOrFinished)
@@ -124,7 +113,7 @@ TEST(KsThread, WaitReturnsOnTheStopRequestWhetherRunIsBusyOrFinished)
             thread->wait();
             *returned = true;
         }).detach();
-        std::this_thread::sleep_for(std::chrono::milliseconds(60));
+        sleepMs(60);
         EXPECT_FALSE(*returned);
 
         EXPECT_EQ(thread->stop(false), 0);
@@ -132,7 +121,7 @@ TEST(KsThread, WaitReturnsOnTheStopRequestWhetherRunIsBusyOrFinished)
         EXPECT_TRUE(eventually([&] { return returned->load(); }));
         if (!returnAtOnce) {
             EXPECT_EQ(thread->getStatus(), E_THREAD_STATUS_STOP_REQUESTED);
-            thread->release();
+            thread->m_bGo = true;
             EXPECT_TRUE(eventually([&] { return thread->getStatus() == E_THREAD_STATUS_FINISHED; }));
         }
     }

@@ -1,5 +1,4 @@
-// File, time and id-name helpers.
-
+// File and time helpers.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -7,7 +6,6 @@
 #include <ctime>
 
 #include "FileUtil.h"
-#include "KsIDNameMap.h"
 #include "KsTime.h"
 #include "UnitTest.h"
 
@@ -69,7 +67,7 @@ TEST(FileUtil, TypeSizeMoveRemoveAndListing)
     }
 }
 
-TEST(KsTime, TimeTextStampAndSleep)
+TEST(KsTime, TimeTextAndStamp)
 {
     const char* oldTz = std::getenv("TZ");
     const std::string saved = oldTz ? oldTz : "";
@@ -91,25 +89,4 @@ TEST(KsTime, TimeTextStampAndSleep)
     const uint64_t stamp = CKsTime::getCurTimeStamp();
     EXPECT_GE(stamp, before);
     EXPECT_LT(stamp, static_cast<uint64_t>(time(nullptr) + 1) * 1000);
-
-    using Clock = std::chrono::steady_clock;
-    auto start = Clock::now();
-    CKsTime::sleep(0);
-    CKsTime::sleep(-5);
-    EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(5));
-    start = Clock::now();
-    CKsTime::sleep(20);
-    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(20));
-}
-
-TEST(KsIDNameMap, TerminatorGivesDefaultIdAndLaterPairsWin)
-{
-    const CKsIDNameMap::TIDNamePair table[] = {{"one", 1}, {"two", 2}, {nullptr, 2}};
-    CKsIDNameMap map(table);
-    EXPECT_EQ(1, map.id("one"));
-    EXPECT_EQ(2, map.id("unknown"));
-    EXPECT_EQ("two", map.name(2));
-    EXPECT_EQ("", map.name(7));
-    EXPECT_EQ(-1, CKsIDNameMap().id("unknown"));
-    EXPECT_EQ(-1, CKsIDNameMap(nullptr).id("one"));
 }
