@@ -15,6 +15,7 @@ TEST(Utf8Text, EveryByteOutsideAValidSequenceIsReplaced)
     } rows[] = {
         {"plain ASCII\x7F", "plain ASCII\x7F"},
         {"\xC3\xA9 \xE4\xB8\xAD \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF", "\xC3\xA9 \xE4\xB8\xAD \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF"},
+        {"\xC2\x80\xDF\xBF", "\xC2\x80\xDF\xBF"},  // the first and last two-byte leads
         {"\x80\xBF", "??"},                  // continuation bytes alone
         {"\xC0\xAF\xC1\xBF", "????"},      // overlong two-byte forms
         {"\xE0\x9F\xBF", "???"},            // overlong three-byte form
