@@ -1,17 +1,11 @@
 // Client entities and their manager: slots by service id, replacement, and
 // the UDP client after stop.
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "ClientBase.h"
 #include "ClientEntityManager.h"
 #include "IpcDriverManager.h"
-#include "TestLog.h"
 #include "UdpClient.h"
 #include "UdpPeer.h"
+#include "UnitTest.h"
 
 namespace {
 
@@ -43,55 +37,51 @@ protected:
 
     static CClientEntityManager* manager() { return CClientEntityManager::getInstance(); }
 
-    // Sends "x" to serviceId, expects a failure, and returns what was printed.
-    static std::string failedSendTo(int serviceId)
+    // Sends text to serviceId; returns the result and what was printed.
+    static std::pair<int, std::string> sendTo(int serviceId, const std::string& text)
     {
-        return captureStdout([&] { EXPECT_EQ(-1, manager()->sendData(serviceId, 1, "x")) << serviceId; });
+        int result = 0;
+        const std::string out = captureStdout(
+            [&] { result = manager()->sendData(serviceId, static_cast<int>(text.size()), text.data()); });
+        return {result, out};
     }
 
     TempDir m_dir;
 };
 
-TEST_F(ClientEntityTest, SendingToAnIdWithoutClientLogsAndFails)
-{
-    for (int id : {4, -1, 1}) {
-        const std::string out = failedSendTo(id);
-        EXPECT_NE(std::string::npos, out.find("[Error] ClientEntityManager.cpp:")) << out;
-        EXPECT_NE(std::string::npos,
-                  out.find("When send data to service[" + std::to_string(id) + "], the service is not exist."))
-            << out;
-    }
-}
-
+// Slots 0 to 3; a client outside them is ignored without a line, and a
+// send to an empty slot fails with one.
 TEST_F(ClientEntityTest, ClientIsFoundByItsServiceIdAndALaterOneReplacesIt)
 {
     auto first = std::make_shared<CRecordingClient>(3);
-    auto second = std::make_shared<CRecordingClient>(3);
     auto app = std::make_shared<CRecordingClient>(0);
-    manager()->addClientEntity(first);
-    manager()->addClientEntity(app);
-    EXPECT_EQ(0, manager()->sendData(3, 3, "one"));
-    manager()->addClientEntity(second);
-    EXPECT_EQ(0, manager()->sendData(3, 3, "two"));
-    EXPECT_EQ(0, manager()->sendData(0, 3, "app"));
-
-    EXPECT_EQ(std::vector<std::string>{"one"}, first->m_vecSent);
-    EXPECT_EQ(std::vector<std::string>{"two"}, second->m_vecSent);
-    EXPECT_EQ(std::vector<std::string>{"app"}, app->m_vecSent);
-}
-
-TEST_F(ClientEntityTest, ClientsWithoutASlotAreIgnoredSilently)
-{
-    const std::string out = captureStdout([] {
+    auto second = std::make_shared<CRecordingClient>(3);
+    const std::string out = captureStdout([&] {
         for (int id : {7, 4, -1}) {
             manager()->addClientEntity(std::make_shared<CRecordingClient>(id));
         }
         manager()->addClientEntity(nullptr);
+        manager()->addClientEntity(first);
+        manager()->addClientEntity(app);
     });
     EXPECT_EQ("", out);
-    for (int id : {7, 4, -1}) {
-        failedSendTo(id);
+    EXPECT_EQ(0, sendTo(3, "one").first);
+    manager()->addClientEntity(second);
+    const struct {
+        int m_iServiceId;
+        std::string m_strText;
+        int m_iResult;
+    } sends[] = {{3, "two", 0}, {0, "app", 0}, {4, "x", -1}, {-1, "x", -1}, {1, "x", -1}, {7, "x", -1}};
+    for (const auto& s : sends) {
+        const auto sent = sendTo(s.m_iServiceId, s.m_strText);
+        EXPECT_EQ(s.m_iResult, sent.first) << s.m_iServiceId;
+        const std::string line = "When send data to service[" + std::to_string(s.m_iServiceId) + "], the service is not exist.";
+        EXPECT_EQ(s.m_iResult != 0, sent.second.find("[Error] ClientEntityManager.cpp:") != std::string::npos);
+        EXPECT_EQ(s.m_iResult != 0, sent.second.find(line) != std::string::npos) << sent.second;
     }
+    EXPECT_EQ(std::vector<std::string>{"one"}, first->m_vecSent);
+    EXPECT_EQ(std::vector<std::string>{"two"}, second->m_vecSent);
+    EXPECT_EQ(std::vector<std::string>{"app"}, app->m_vecSent);
 }
 
 TEST_F(ClientEntityTest, UdpClientSendsNothingOnceStopped)
@@ -104,15 +94,17 @@ TEST_F(ClientEntityTest, UdpClientSendsNothingOnceStopped)
     std::shared_ptr<ICClientBase> client(static_cast<ICClientBase*>(CUdpClient::create()));
     captureStdout([&] { EXPECT_EQ(0, client->start(info)); });
     manager()->addClientEntity(client);
-    EXPECT_EQ(0, manager()->sendData(E_SERVICE_ID_APP, 5, "first"));
+    EXPECT_EQ(0, sendTo(E_SERVICE_ID_APP, "first").first);
     std::string datagram;
     ASSERT_TRUE(peer.receive(datagram, 2000));
     EXPECT_EQ("first", datagram);
 
     EXPECT_EQ(0, client->stop());
-    const std::string out = failedSendTo(E_SERVICE_ID_APP);
-    EXPECT_NE(std::string::npos, out.find("When send udp data to remote service, the udp client is not exist."))
-        << out;
+    const auto sent = sendTo(E_SERVICE_ID_APP, "second");
+    EXPECT_EQ(-1, sent.first);
+    EXPECT_NE(std::string::npos,
+              sent.second.find("When send udp data to remote service, the udp client is not exist."))
+        << sent.second;
     EXPECT_FALSE(peer.receive(datagram, 50));
 }
 

@@ -1,25 +1,15 @@
-// Gateway and logger configuration loading, and the CPU list parser.
-#include <gtest/gtest.h>
-
+// Gateway and logger configuration loading, and the CPU list parser: one
+// table each of what goes in and what is loaded, printed or refused.
 #include "CpuAffinity.h"
 #include "KsLog.h"
 #include "LoggerConfig.h"
 #include "LumbrixConfig.h"
-#include "TempDir.h"
+#include "UnitTest.h"
 
 namespace {
 
-struct LoadResult {
-    int ret;
-    std::string log;
-};
-
-LoadResult load(CLumbrixConfig& config, const std::string& arg)
-{
-    testing::internal::CaptureStdout();
-    int ret = config.loadConfig(arg);
-    return {ret, testing::internal::GetCapturedStdout()};
-}
+const std::string kMissing = "When get value by key, the key is not exist. key:";
+const std::string kInvalid = "When get value by key, the value type is invalid. key:";
 
 const char* kFull = R"({
   "serviceEntity": [
@@ -33,180 +23,145 @@ const char* kFull = R"({
      "localIp": "127.0.0.1", "localPort": 25202}
   ]
 })";
+const char* kFullLoaded = "S 2 xolt 127.0.0.1:25100; S 2 protobuf 127.0.0.1:25200; "
+                          "C transmit 2 udp 127.0.0.1:25101 from :-1; C app 0 udp 127.0.0.1:25201 from 127.0.0.1:25202; ";
+
+// The loaded records, one "S" per service and one "C" per client.
+std::string loaded(CLumbrixConfig& config)
+{
+    std::ostringstream out;
+    for (const CServiceEntityInfo& s : config.getServiceEntityInfo()) {
+        out << "S " << s.m_iSocketType << " " << s.m_strProtocolType << " " << s.m_strListenIP << ":"
+            << s.m_iListenPort << "; ";
+    }
+    for (const CClientEntityInfo& c : config.getClientEntityInfo()) {
+        out << "C " << c.m_strServiceName << " " << c.m_iServiceId << " " << c.m_strSocketType << " "
+            << c.m_strRemoteIP << ":" << c.m_iRemotePort << " from " << c.m_strLocalIP << ":" << c.m_iLocalPort
+            << "; ";
+    }
+    return out.str();
+}
 
 class ConfigTest : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        // Lines go to standard output (captured) and to a file of our own.
-        CKsLog::CLogConfig log;
-        log.m_strLogFilePath = dir.file("test.log");
-        log.m_iLogLevel = 3;
-        CKsLog::getInstance()->addLogConfig(&log);
-        testing::internal::CaptureStdout();
-        CKsLog::getInstance()->reInit();
-        testing::internal::GetCapturedStdout();
-    }
-    TempDir dir;
+    void SetUp() override { useTestLog(m_dir, E_LOG_LEVEL_DEBUG); }
+    TempDir m_dir;
 };
 
-TEST_F(ConfigTest, LoadsEnabledRecordsInFileOrderFromFileOrInlineText)
+TEST_F(ConfigTest, GatewayRecordsAreLoadedInFileOrderOrRefusedWithTheirMessage)
 {
-    const std::string path = dir.file("config.json");
-    writeFile(path, kFull);
-    for (const std::string& arg : {path, std::string(kFull)}) {
-        CLumbrixConfig config;
-        LoadResult r = load(config, arg);
-        ASSERT_EQ(0, r.ret) << r.log;
-        ASSERT_EQ(2u, config.getServiceEntityInfo().size());
-        const CServiceEntityInfo& xolt = config.getServiceEntityInfo().front();
-        EXPECT_EQ(2, xolt.m_iSocketType);
-        EXPECT_EQ("xolt", xolt.m_strProtocolType);
-        EXPECT_EQ("127.0.0.1", xolt.m_strListenIP);
-        EXPECT_EQ(25100, xolt.m_iListenPort);
-        EXPECT_EQ("protobuf", config.getServiceEntityInfo().back().m_strProtocolType);
-
-        ASSERT_EQ(2u, config.getClientEntityInfo().size());
-        const CClientEntityInfo& transmit = config.getClientEntityInfo().front();
-        EXPECT_EQ("transmit", transmit.m_strServiceName);
-        EXPECT_EQ(2, transmit.m_iServiceId);
-        EXPECT_EQ("udp", transmit.m_strSocketType);
-        EXPECT_EQ(25101, transmit.m_iRemotePort);
-        EXPECT_EQ("", transmit.m_strLocalIP);
-        EXPECT_EQ(-1, transmit.m_iLocalPort);
-        const CClientEntityInfo& app = config.getClientEntityInfo().back();
-        EXPECT_EQ("127.0.0.1", app.m_strLocalIP);
-        EXPECT_EQ(25202, app.m_iLocalPort);
-
+    const std::string file = m_dir.file("config.json");
+    writeFile(file, kFull);
+    const struct {
+        std::string m_strInput;  // a file name or the JSON text
+        int m_iResult;
+        std::string m_strLoaded;
+        std::string m_strPrinted;
+    } cases[] = {
+        {file, 0, kFullLoaded, "[Error] ConfigReader.cpp:"},
         // Optional keys that are missing are still reported at Error level.
-        EXPECT_NE(std::string::npos, r.log.find("[Error] ConfigReader.cpp:"));
-        EXPECT_NE(std::string::npos, r.log.find("When get value by key, the key is not exist. key:enable"));
-        EXPECT_NE(std::string::npos, r.log.find("When get value by key, the key is not exist. key:localIp"));
-        EXPECT_NE(std::string::npos, r.log.find("When get value by key, the key is not exist. key:localPort"));
-    }
-}
-
-TEST_F(ConfigTest, EmptyObjectLoadsTwoEmptyLists)
-{
-    CLumbrixConfig config;
-    EXPECT_EQ(0, load(config, "{}").ret);
-    EXPECT_TRUE(config.getServiceEntityInfo().empty());
-    EXPECT_TRUE(config.getClientEntityInfo().empty());
-}
-
-TEST_F(ConfigTest, RejectsEachRuleWithItsMessage)
-{
-    struct Case {
-        const char* json;
-        const char* message;
-    };
-    const Case cases[] = {
-        {"not json at all", "Fail to load json, json:not json at all"},
-        {R"({"serviceEntity": {}})", "When get array by key, the value type is invalid. key:serviceEntity"},
-        {R"({"clientEntity": 3})", "When get array by key, the value type is invalid. key:clientEntity"},
-        {R"({"serviceEntity": [1]})", "When get value by key, json node is not object"},
-        {R"({"serviceEntity": [{"enable": 0}]})", "When get value by key, the value type is invalid. key:enable"},
-        {R"({"serviceEntity": [{"socketType": 2, "protocolType": "xolt", "listenIp": "a", "listenPort": "1"}]})",
-         "When get value by key, the value type is invalid. key:listenPort"},
-        {R"({"serviceEntity": [{"socketType": 2, "protocolType": "xolt", "listenPort": 1}]})",
-         "When get value by key, the key is not exist. key:listenIp"},
-        {R"({"serviceEntity": [{"socketType": "2", "protocolType": "xolt", "listenIp": "a", "listenPort": 1}]})",
-         "When get value by key, the value type is invalid. key:socketType"},
+        {kFull, 0, kFullLoaded, kMissing + "localPort"},
+        {kFull, 0, kFullLoaded, kMissing + "enable"},
+        {"{}", 0, "", ""},
+        // Integers keep their low 32 bits, whatever their size.
+        {R"({"serviceEntity": [{"socketType": 4294967298, "protocolType": "x", "listenIp": "a", "listenPort": 4294967295}]})",
+         0, "S 2 x a:-1; ", ""},
+        {R"({"serviceEntity": [{"socketType": 18446744073709551615, "protocolType": "x", "listenIp": "a", "listenPort": 9223372036854775807}]})",
+         0, "S -1 x a:-1; ", ""},
+        {"not json at all", -1, "", "Fail to load json, json:not json at all"},
+        {R"({"serviceEntity": {}})", -1, "", "When get array by key, the value type is invalid. key:serviceEntity"},
+        {R"({"clientEntity": 3})", -1, "", "When get array by key, the value type is invalid. key:clientEntity"},
+        {R"({"serviceEntity": [1]})", -1, "", "When get value by key, json node is not object"},
+        {R"({"serviceEntity": [{"enable": 0}]})", -1, "", kInvalid + "enable"},
+        {R"({"serviceEntity": [{"enable": null}]})", -1, "", kInvalid + "enable"},
+        {R"({"serviceEntity": [{"socketType": 3.5, "protocolType": "xolt", "listenIp": "a", "listenPort": 1}]})", -1,
+         "", kInvalid + "socketType"},
+        {R"({"serviceEntity": [{"socketType": true, "protocolType": "xolt", "listenIp": "a", "listenPort": 1}]})", -1,
+         "", kInvalid + "socketType"},
+        {R"({"serviceEntity": [{"socketType": 2, "protocolType": "xolt", "listenIp": "a", "listenPort": "1"}]})", -1,
+         "", kInvalid + "listenPort"},
+        {R"({"serviceEntity": [{"socketType": 2, "protocolType": "xolt", "listenPort": 1}]})", -1, "",
+         kMissing + "listenIp"},
+        {R"({"serviceEntity": [{"socketType": "2", "protocolType": "xolt", "listenIp": "a", "listenPort": 1}]})", -1,
+         "", kInvalid + "socketType"},
         {R"({"clientEntity": [{"serviceName": "a", "serviceId": 0, "socketType": 5, "remoteIp": "a", "remotePort": 1}]})",
-         "When get value by key, the value type is invalid. key:socketType"},
+         -1, "", kInvalid + "socketType"},
         {R"({"clientEntity": [{"serviceName": "a", "serviceId": 0, "socketType": "udp", "remoteIp": "a", "remotePort": 1, "localPort": "x"}]})",
-         "When get value by key, the value type is invalid. key:localPort"},
-        {R"({"clientEntity": [{"serviceName": "a", "socketType": "udp", "remoteIp": "a", "remotePort": 1}]})",
-         "When get value by key, the key is not exist. key:serviceId"},
+         -1, "", kInvalid + "localPort"},
+        {R"({"clientEntity": [{"serviceName": "a", "socketType": "udp", "remoteIp": "a", "remotePort": 1}]})", -1, "",
+         kMissing + "serviceId"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         CLumbrixConfig config;
-        LoadResult r = load(config, c.json);
-        EXPECT_EQ(-1, r.ret) << c.json;
-        EXPECT_NE(std::string::npos, r.log.find(c.message)) << c.json << "\n" << r.log;
+        int result = 0;
+        const std::string printed = captureStdout([&] { result = config.loadConfig(c.m_strInput); });
+        EXPECT_EQ(c.m_iResult, result) << c.m_strInput;
+        EXPECT_EQ(c.m_strLoaded, loaded(config)) << c.m_strInput;
+        EXPECT_NE(std::string::npos, printed.find(c.m_strPrinted)) << c.m_strInput << "\n" << printed;
     }
 }
 
-TEST_F(ConfigTest, IntegerKeysKeepTheLow32Bits)
+// A failed configuration leaves the level as it was (3); "%D" stands for
+// the test's directory. After a good one, lines go to the configured file.
+TEST_F(ConfigTest, LoggerKeysAreReadWithTheirDefaultsOrRefused)
 {
-    CLumbrixConfig config;
-    LoadResult r = load(config, R"({"serviceEntity": [{"socketType": 4294967298, "protocolType": "x", "listenIp": "a", "listenPort": 4294967295}]})");
-    ASSERT_EQ(0, r.ret) << r.log;
-    EXPECT_EQ(2, config.getServiceEntityInfo().front().m_iSocketType);
-    EXPECT_EQ(-1, config.getServiceEntityInfo().front().m_iListenPort);
-}
-
-TEST_F(ConfigTest, LoggerKeysDefaultWhenMissing)
-{
-    const std::string json = R"({"log": {"file": ")" + dir.file("d.log") + R"("}})";
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(0, initLogger(json.c_str()));
-    std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(2, CKsLog::getLogLevel());
-    EXPECT_NE(std::string::npos, out.find("KSLog: file mode: 0"));
-    EXPECT_NE(std::string::npos, out.find("KSLog: file path: /tmp/SD0/aiLog/"));
-    for (const char* key : {"level", "fileCnt", "logMode", "logExternalEnable", "logExternalPath",
-                            "logExternalImagePath", "logTransmitUrl", "fileSize", "totalSize", "minFileCnt"}) {
-        EXPECT_NE(std::string::npos, out.find(std::string("When get value by key, the key is not exist. key:") + key)) << key;
-    }
-}
-
-TEST_F(ConfigTest, LoggerReadsItsKeysAndWritesToTheConfiguredFile)
-{
-    const std::string file = dir.file("gw.log");
-    const std::string json = R"({"log": {"level": "Warn", "file": ")" + file + R"(", "logMode": 1, "totalSize": 100, "minFileCnt": 2, "logExternalPath": ")" +
-                             dir.path() + R"(/nocard/"}})";
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(0, initLogger(json.c_str()));
-    KS_LOG_WARN("warn line");
-    KS_LOG_INFO("info line");
-    std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(1, CKsLog::getLogLevel());
-    EXPECT_NE(std::string::npos, out.find("------------------file: " + file));
-    EXPECT_NE(std::string::npos, out.find("KSLog: mnt"));
-    EXPECT_NE(std::string::npos, out.find("KSLog: file mode: 1"));
-    EXPECT_NE(std::string::npos, out.find("KSLog: file path: " + dir.path() + "/nocard/"));
-    EXPECT_NE(std::string::npos, out.find("When get value by key, the key is not exist. key:fileCnt"));
-    EXPECT_NE(std::string::npos, out.find("warn line"));
-    EXPECT_EQ(std::string::npos, out.find("info line"));
-    CKsLog::getInstance()->reInit();  // closes (and so flushes) the file
-    EXPECT_NE(std::string::npos, readFile(file).find("] [Warn] ConfigTest.cpp:"));
-}
-
-TEST_F(ConfigTest, LoggerRejectsWrongTypesAndLeavesLevelAlone)
-{
-    CKsLog::setLogLevel(3);
-    struct Case {
-        const char* json;
-        const char* message;
+    const struct {
+        std::string m_strJson;
+        int m_iResult;
+        int m_iLevel;
+        std::string m_strFile;
+        std::vector<std::string> m_vecPrinted;
+    } cases[] = {
+        {R"({"log": {"file": "%D/a.log"}})", 0, E_LOG_LEVEL_INFO, "%D/a.log",
+         {"KSLog: file mode: 0", "KSLog: file path: /tmp/SD0/aiLog/", kMissing + "level", kMissing + "minFileCnt"}},
+        {R"({"log": {"level": "Warn", "file": "%D/b.log", "logMode": 1, "totalSize": 100, "minFileCnt": 2,
+                     "logExternalPath": "%D/nocard/"}})",
+         0, E_LOG_LEVEL_WARN, "%D/b.log",
+         {"------------------file: %D/b.log", "KSLog: mnt", "KSLog: file mode: 1", "KSLog: file path: %D/nocard/",
+          kMissing + "fileCnt"}},
+        // An unknown level name is Info.
+        {R"({"log": {"level": "Loud", "file": "%D/c.log"}})", 0, E_LOG_LEVEL_INFO, "%D/c.log", {}},
+        {R"({"log": {"level": 2}})", -1, 3, "", {kInvalid + "level"}},
+        {R"({"log": []})", -1, 3, "", {"When get object by key, the value type is invalid. key:log"}},
+        {R"({"log": {"fileCnt": "8"}})", -1, 3, "", {kInvalid + "fileCnt"}},
+        {R"({"log": {"logExternalEnable": 1}})", -1, 3, "", {kInvalid + "logExternalEnable"}},
+        {R"({"log": {"minFileCnt": true}})", -1, 3, "", {kInvalid + "minFileCnt"}},
+        {"{broken", -1, 3, "", {"Fail to load json, json:{broken"}},
     };
-    const Case cases[] = {
-        {R"({"log": {"level": 2}})", "When get value by key, the value type is invalid. key:level"},
-        {R"({"log": []})", "When get object by key, the value type is invalid. key:log"},
-        {R"({"log": {"fileCnt": "8"}})", "When get value by key, the value type is invalid. key:fileCnt"},
-        {R"({"log": {"logExternalEnable": 1}})", "When get value by key, the value type is invalid. key:logExternalEnable"},
-        {"{broken", "Fail to load json, json:{broken"},
-    };
-    for (const Case& c : cases) {
-        testing::internal::CaptureStdout();
-        EXPECT_EQ(-1, initLogger(c.json)) << c.json;
-        std::string out = testing::internal::GetCapturedStdout();
-        EXPECT_NE(std::string::npos, out.find(c.message)) << c.json << "\n" << out;
-        EXPECT_EQ(3, CKsLog::getLogLevel());
+    const auto withDir = [this](const std::string& text) { return replaced(text, "%D", m_dir.path()); };
+    for (const auto& c : cases) {
+        const std::string json = withDir(c.m_strJson);
+        CKsLog::setLogLevel(3);
+        int result = 0;
+        int level = 0;
+        const std::string printed = captureStdout([&] {
+            result = initLogger(json.c_str());
+            level = CKsLog::getLogLevel();
+            KS_LOG_WARN("after " << json);
+            CKsLog::getInstance()->reInit(); // closes (and so flushes) the file
+        });
+        EXPECT_EQ(c.m_iResult, result) << json;
+        EXPECT_EQ(c.m_iLevel, level) << json;
+        if (!c.m_strFile.empty()) {
+            EXPECT_NE(std::string::npos, readFile(withDir(c.m_strFile)).find("] [Warn] ConfigTest.cpp:")) << json;
+        }
+        for (const std::string& line : c.m_vecPrinted) {
+            EXPECT_NE(std::string::npos, printed.find(withDir(line))) << json << "\n" << printed;
+        }
     }
 }
 
-TEST(CpuAffinityTest, MaskWrapsAt32AndSignExtends)
+TEST(CpuAffinity, MaskWrapsAt32AndSignExtends)
 {
-    EXPECT_EQ(11u, CCpuAffinity::parseCpuMask("0,1,3"));
-    EXPECT_EQ(0u, CCpuAffinity::parseCpuMask("-1"));
-    EXPECT_EQ(4u, CCpuAffinity::parseCpuMask("-1,2"));
-    EXPECT_EQ(18446744071562067968ull, CCpuAffinity::parseCpuMask("31"));
-    EXPECT_EQ(1u, CCpuAffinity::parseCpuMask("32"));
-    EXPECT_EQ(2u, CCpuAffinity::parseCpuMask("33"));
-    EXPECT_EQ(1u, CCpuAffinity::parseCpuMask(""));
-    EXPECT_EQ(1u, CCpuAffinity::parseCpuMask(","));
-    EXPECT_EQ(4u, CCpuAffinity::parseCpuMask("2x"));
+    const struct {
+        const char* m_pszList;
+        uint64_t m_ulMask;
+    } cases[] = {{"0,1,3", 11},  {"-1", 0},  {"-1,2", 4}, {"31", 18446744071562067968ull},
+                 {"32", 1},      {"33", 2},  {"", 1},     {",", 1},
+                 {"2x", 4}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.m_ulMask, CCpuAffinity::parseCpuMask(c.m_pszList)) << '"' << c.m_pszList << '"';
+    }
     EXPECT_EQ("taskset -p 11 4711", CCpuAffinity::tasksetCommand(11, 4711));
 }
 

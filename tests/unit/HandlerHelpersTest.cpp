@@ -1,30 +1,10 @@
-// The frame sender every App-to-radio handler shares, when the radio side
-// has no client, and the UTF-8 repair of radio text. What the sender sends,
-// and the App envelope helper, are checked through the real gateway by the
-// end-to-end tests.
-#include <gtest/gtest.h>
-
+// The UTF-8 repair of radio text before it goes into an App string field.
 #include <cstring>
-#include <string>
 
-#include "ClientEntityManager.h"
-#include "TestLog.h"
+#include "UnitTest.h"
 #include "Utf8Text.h"
-#include "XoltFrameSender.h"
 
 namespace {
-
-TEST(XoltFrameSender, FrameToAMissingRadioClientReportsFailure)
-{
-    TempDir dir;
-    useTestLog(dir);
-    ASSERT_EQ(0, CClientEntityManager::getInstance()->init());
-    const uint8_t payload[] = {9};
-    CXoltFrameSender sender;
-    const std::string out = captureStdout([&] { EXPECT_EQ(-1, sender.send(150, 14, payload, 1, 36)); });
-    EXPECT_NE(std::string::npos, out.find("When send data to service[2], the service is not exist.")) << out;
-    CClientEntityManager::destroy();
-}
 
 // Radio bytes in, App text out ("?" stands for U+FFFD, one per bad byte).
 TEST(Utf8Text, EveryByteOutsideAValidSequenceIsReplaced)
@@ -35,6 +15,7 @@ TEST(Utf8Text, EveryByteOutsideAValidSequenceIsReplaced)
     } rows[] = {
         {"plain ASCII\x7F", "plain ASCII\x7F"},
         {"\xC3\xA9 \xE4\xB8\xAD \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF", "\xC3\xA9 \xE4\xB8\xAD \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF"},
+        {"\xC2\x80\xDF\xBF", "\xC2\x80\xDF\xBF"},  // the first and last two-byte leads
         {"\x80\xBF", "??"},                  // continuation bytes alone
         {"\xC0\xAF\xC1\xBF", "????"},      // overlong two-byte forms
         {"\xE0\x9F\xBF", "???"},            // overlong three-byte form

@@ -1,49 +1,53 @@
-#include <gtest/gtest.h>
-
+// The logger: line format and text, level filter, rotation and pruning of
+// the backups, and the switch between the internal target and the card.
 #include <pthread.h>
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <iomanip>
 #include <regex>
-#include <sstream>
-#include <vector>
 
 #include "FileUtil.h"
 #include "KsLog.h"
-#include "TempDir.h"
+#include "UnitTest.h"
 
 namespace {
 
-std::vector<std::string> linesOf(const std::string& path)
-{
-    std::vector<std::string> lines;
-    std::istringstream in(readFile(path));
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 // One file line: "[YYYY-MM-DD hh:mm:ss.m] [thread] [level] text", the
 // milliseconds unpadded; groups thread, level, text.
-const std::regex kLine(R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{1,3}\] \[([0-9A-F]+)\] \[(\w+)\] (.*))");
-const std::regex kStartLine(R"(.* \[Info\] KsLog\.cpp:\d+ KSLog: start!)");
+const std::regex kLine(R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.(0|[1-9]\d{0,2})\] \[([0-9A-F]+)\] \[(\w+)\] (.*))");
 
-bool exists(const std::string& path)
+// Where a macro line of this file was written from.
+std::string at(int line, const std::string& text)
 {
-    return CFileUtil::isFileExist(path.c_str());
+    return "KsLogTest.cpp:" + std::to_string(line) + " " + text;
+}
+
+int g_iInnerLine = 0;
+
+int logsWhileFormatted()
+{
+    g_iInnerLine = __LINE__ + 1;
+    KS_LOG_DEBUG("inner line, " << 12345678901234LL);
+    return 7;
 }
 
 // Every test starts from a fresh logger whose internal target is a file in
 // its own temporary directory.
 class KsLogTest : public ::testing::Test {
 protected:
-    void SetUp() override { CKsLog::destroy(); }
+    void SetUp() override
+    {
+        CKsLog::destroy();
+        CKsLog::setLogLevel(E_LOG_LEVEL_DEBUG);
+        testing::internal::CaptureStdout();
+    }
 
     void TearDown() override
     {
         CKsLog::destroy();
         CKsLog::setLogLevel(E_LOG_LEVEL_DEBUG);
+        testing::internal::GetCapturedStdout();
     }
 
     CKsLog::CLogConfig internalConfig() const
@@ -77,139 +81,105 @@ protected:
 
 }  // namespace
 
-TEST_F(KsLogTest, FileLineFormat)
+// Lines built in the thread's reused buffer keep their own text and none of
+// the previous line's format; a line logged while another is formatted gets
+// a buffer of its own and comes first.
+TEST_F(KsLogTest, LinesCarryThreadLevelAndTheirOwnText)
 {
     CKsLog* log = start(internalConfig());
-    CKsLog::setLogLevel(E_LOG_LEVEL_DEBUG);
-
     log->writeLog(E_LOG_LEVEL_ERROR, "disk full");
     log->writeLog(E_LOG_LEVEL_DEBUG, std::string("detail"));
     log->writeLog(-2, "odd level");   // written under the name Info
     log->writeLog(7, "too verbose");  // still filtered by number
     log->writeLog(E_LOG_LEVEL_ERROR, static_cast<const char*>(nullptr));
-    int line = __LINE__ + 1;
-    KS_LOG_WARN("bind failed, port:" << 8080);
+    const std::string longText(300, 'x');
+    const int first = __LINE__ + 1;
+    KS_LOG_WARN(longText << " end");
+    const int outer = __LINE__ + 1;
+    KS_LOG_INFO("outer " << logsWhileFormatted() << " done");
+    const int hex = __LINE__ + 1;
+    KS_LOG_INFO(std::hex << std::setw(6) << std::setfill('*') << 255 << std::showbase << 255);
+    const int plain = __LINE__ + 1;
+    KS_LOG_INFO(255 << "|" << 1.5 << "|" << true);
+    const int shortLine = __LINE__ + 1;
+    KS_LOG_ERROR("ok");
 
-    auto lines = flushedLines();
-    ASSERT_EQ(4u, lines.size());
+    const std::vector<std::pair<std::string, std::string>> expected = {
+        {"Error", "disk full"},
+        {"Debug", "detail"},
+        {"Info", "odd level"},
+        {"Warn", at(first, longText + " end")},
+        {"Debug", at(g_iInnerLine, "inner line, 12345678901234")},
+        {"Info", at(outer, "outer 7 done")},
+        {"Info", at(hex, "****ff0xff")},
+        {"Info", at(plain, "255|1.5|1")},
+        {"Error", at(shortLine, "ok")},
+    };
     char tid[16];
     snprintf(tid, sizeof(tid), "%X", static_cast<unsigned>(static_cast<unsigned long>(pthread_self())));
-    const std::string expected[][2] = {{"Error", "disk full"},
-                                       {"Debug", "detail"},
-                                       {"Info", "odd level"},
-                                       {"Warn", "KsLogTest.cpp:" + std::to_string(line) + " bind failed, port:8080"}};
-    for (size_t i = 0; i < 4; ++i) {
+    const auto lines = flushedLines();
+    ASSERT_EQ(expected.size(), lines.size());
+    for (size_t i = 0; i < lines.size(); ++i) {
         std::smatch m;
         ASSERT_TRUE(std::regex_match(lines[i], m, kLine)) << lines[i];
-        EXPECT_EQ(tid, m.str(1));
-        EXPECT_EQ(expected[i][0], m.str(2));
-        EXPECT_EQ(expected[i][1], m.str(3));
+        EXPECT_EQ(tid, m.str(2));
+        EXPECT_EQ(expected[i].first, m.str(3)) << i;
+        EXPECT_EQ(expected[i].second, m.str(4)) << i;
     }
 }
 
-TEST_F(KsLogTest, GlobalLevelFilters)
+// Mode 0 moves the live file to backup 1 once it is past the size limit,
+// mode 1 on every start, then prunes: only the live file and the even
+// backups count towards the total, and deletion starts at the first even
+// backup that takes it past the limit, or at the minimum count if larger.
+// Files are told apart by their sizes; "-" is a missing backup.
+TEST_F(KsLogTest, RotationAndPruningOfTheBackups)
 {
-    CKsLog* log = start(internalConfig());
-    CKsLog::setLogLevel(E_LOG_LEVEL_ERROR);
-    for (int level = E_LOG_LEVEL_ERROR; level <= E_LOG_LEVEL_DEBUG; ++level) {
-        log->writeLog(level, "level " + std::to_string(level));
-    }
-    CKsLog::setLogLevel(-1);
-    log->writeLog(E_LOG_LEVEL_ERROR, "silenced error");
-    KS_LOG_ERROR("silenced macro");
-
-    auto lines = flushedLines();
-    ASSERT_EQ(1u, lines.size());
-    EXPECT_NE(std::string::npos, lines[0].find("[Error] level 0"));
-}
-
-TEST_F(KsLogTest, SizeRotationInModeZero)
-{
-    // The live file starts at 101 bytes beside backups 1 to 4.
     const struct {
-        const char* m_pszName;
+        int m_iMode;
         int m_iMaxFileCnt;
         int m_iMaxSizePerFile;
-        bool m_bRotated;
-    } cases[] = {{"past the limit, five generations", 5, 100, true},
-                 {"at the limit", 5, 101, false},
-                 {"one generation is reopened, never moved", 1, 100, false}};
-    const std::string old = std::string(100, 'L') + "\n";
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.m_pszName);
-        writeFile(m_strLogPath, old);
-        for (int i = 1; i <= 4; ++i) {
-            writeFile(backup(i), "backup" + std::to_string(i));
-        }
-        CKsLog::CLogConfig config = internalConfig();
-        config.m_iMaxFileCnt = c.m_iMaxFileCnt;
-        config.m_iMaxSizePerFile = c.m_iMaxSizePerFile;
-        start(config)->writeLog(E_LOG_LEVEL_ERROR, "fresh");
-
-        auto lines = flushedLines();
-        ASSERT_EQ(c.m_bRotated ? 1u : 2u, lines.size());
-        EXPECT_NE(std::string::npos, lines.back().find("fresh"));
-        if (c.m_bRotated) {
-            EXPECT_EQ(old, readFile(backup(1)));
-            EXPECT_EQ("backup1", readFile(backup(2)));
-            EXPECT_EQ("backup3", readFile(backup(4)));
-        } else {
-            EXPECT_EQ("backup1", readFile(backup(1)));
-            EXPECT_EQ("backup4", readFile(backup(4)));
-        }
-        EXPECT_FALSE(exists(backup(5)));
-    }
-}
-
-TEST_F(KsLogTest, ReopenModeStartsFreshFileEachTime)
-{
-    writeFile(m_strLogPath, "old\n");
-    writeFile(backup(1), "backup1");
-    CKsLog::CLogConfig config = internalConfig();
-    config.m_iLogManagerMode = 1;
-    config.m_iMaxFileCnt = 7;
-
-    start(config)->writeLog(E_LOG_LEVEL_ERROR, "first run");
-    auto lines = flushedLines();
-    ASSERT_EQ(1u, lines.size());
-    EXPECT_NE(std::string::npos, lines[0].find("first run"));
-    EXPECT_EQ("old\n", readFile(backup(1)));
-    EXPECT_EQ("backup1", readFile(backup(2)));
-}
-
-TEST_F(KsLogTest, PruningCountsLiveFileAndEvenBackups)
-{
-    // A 60-byte live file and backups 1 to 6 against a budget of 100.
-    const struct {
-        int m_iOddSize;
-        int m_iEvenSize;
+        int m_iMaxLogSize;
         int m_iMinFileCnt;
-        int m_iMode;
-        const char* m_pszKept;  // backups 1 to 6 still there
-    } cases[] = {
-        {1, 50, 0, 1, "100000"},      // live plus ".2" exceed: deletion starts at 2 ...
-        {1, 50, 5, 1, "111100"},      // ... or at m_iMinFileCnt when that is larger
-        {10000, 5, 0, 1, "111111"},   // odd backups never count: 60 + 3 * 5 is under budget
-        {1, 50, 0, 0, "111111"},      // mode 0 never prunes
+        int m_iLiveSize;
+        const char* m_pszBackups;  // sizes of backups 1, 2, ...
+        bool m_bWrite;             // a line is written, else only pruned
+        size_t m_uLiveLines;
+        const char* m_pszAfter;    // backups 1 to 6 afterwards
+    } rows[] = {
+        {0, 5, 100, 10000, 5, 101, "1 2 3 4", true, 1, "101 1 2 3 - -"},
+        {0, 5, 101, 10000, 5, 101, "1 2 3 4", true, 2, "1 2 3 4 - -"},
+        {0, 1, 100, 10000, 5, 101, "1 2 3 4", true, 2, "1 2 3 4 - -"},  // one generation: reopened, never moved
+        {1, 5, 1000, 10000, 5, 101, "1 2 3 4", true, 1, "101 1 2 3 - -"},
+        {1, 7, 1000, 100, 0, 60, "1 50 1 50 1 50", false, 1, "1 - - - - -"},
+        {1, 7, 1000, 100, 5, 60, "1 50 1 50 1 50", false, 1, "1 50 1 50 - -"},
+        {1, 7, 1000, 100, 0, 60, "10000 5 10000 5 10000 5", false, 1, "10000 5 10000 5 10000 5"},
+        {0, 7, 1000, 100, 0, 60, "1 50 1 50 1 50", false, 1, "1 50 1 50 1 50"},  // mode 0 never prunes
     };
-    for (const auto& c : cases) {
-        writeFile(m_strLogPath, std::string(60, 'L'));
-        for (int i = 1; i <= 6; ++i) {
-            writeFile(backup(i), std::string(i % 2 ? c.m_iOddSize : c.m_iEvenSize, 'B'));
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::to_string(row.m_iMode) + ": " + row.m_pszBackups);
+        writeFile(m_strLogPath, std::string(row.m_iLiveSize - 1, 'L') + "\n");
+        std::istringstream sizes(row.m_pszBackups);
+        int i = 1;
+        for (int size = 0; sizes >> size; ++i) {
+            writeFile(backup(i), std::string(size, 'B'));
         }
         CKsLog::CLogConfig config = internalConfig();
-        config.m_iLogManagerMode = c.m_iMode;
-        config.m_iMaxFileCnt = 7;
-        config.m_iMaxLogSize = 100;
-        config.m_iMinFileCnt = c.m_iMinFileCnt;
-        start(config)->clearBackupFile();
-        std::string kept;
-        for (int i = 1; i <= 6; ++i) {
-            kept += exists(backup(i)) ? '1' : '0';
+        config.m_iLogManagerMode = row.m_iMode;
+        config.m_iMaxFileCnt = row.m_iMaxFileCnt;
+        config.m_iMaxSizePerFile = row.m_iMaxSizePerFile;
+        config.m_iMaxLogSize = row.m_iMaxLogSize;
+        config.m_iMinFileCnt = row.m_iMinFileCnt;
+        CKsLog* log = start(config);
+        row.m_bWrite ? log->writeLog(E_LOG_LEVEL_ERROR, "fresh") : log->clearBackupFile();
+        EXPECT_EQ(row.m_uLiveLines, flushedLines().size());
+        std::string after;
+        for (i = 1; i <= 6; ++i) {
+            const int64_t size = CFileUtil::getFileSize(backup(i).c_str());
+            after += (size < 0 ? "-" : std::to_string(size)) + (i < 6 ? " " : "");
+            std::filesystem::remove(backup(i));
         }
-        EXPECT_EQ(c.m_pszKept, kept);
-        EXPECT_TRUE(exists(m_strLogPath));
-        CKsLog::destroy();
+        EXPECT_EQ(row.m_pszAfter, after);
     }
 }
 
@@ -221,9 +191,6 @@ TEST_F(KsLogTest, ExternalCardSwitchesTargets)
     internal.m_iLogLevel = E_LOG_LEVEL_INFO;
     CKsLog::CLogConfig external = internalConfig();
     external.m_iLogSaveBourd = 1;
-    external.m_iLogManagerMode = 1;
-    external.m_iMaxFileCnt = 100;
-    external.m_iMinFileCnt = 100;
     external.m_iLogLevel = E_LOG_LEVEL_DEBUG;
     external.m_bLogExternalEnable = true;
     external.m_strLogExternalPath = card;
@@ -241,10 +208,9 @@ TEST_F(KsLogTest, ExternalCardSwitchesTargets)
     EXPECT_FALSE(log->getLogExternalEnable());
 
     // The card comes: image directories shift up and a fresh "0" is made.
-    ASSERT_EQ(0, mkdir(card.c_str(), 0755));
-    ASSERT_EQ(0, mkdir(image.c_str(), 0755));
-    ASSERT_EQ(0, mkdir((image + "0").c_str(), 0755));
-    ASSERT_EQ(0, mkdir((image + "1").c_str(), 0755));
+    for (const std::string& dir : {card, image, image + "0", image + "1"}) {
+        ASSERT_EQ(0, mkdir(dir.c_str(), 0755));
+    }
     writeFile(image + "0/mark", "was0");
     writeFile(image + "1/mark", "was1");
     log->logMonitorState();
@@ -261,14 +227,15 @@ TEST_F(KsLogTest, ExternalCardSwitchesTargets)
     EXPECT_EQ(E_LOG_LEVEL_INFO, CKsLog::getLogLevel());
     log->writeLog(E_LOG_LEVEL_INFO, "back inside");
 
-    auto cardLines = linesOf(m_dir.file("sd.log"));
-    ASSERT_EQ(2u, cardLines.size());
-    EXPECT_TRUE(std::regex_match(cardLines[0], kStartLine)) << cardLines[0];
-    EXPECT_NE(std::string::npos, cardLines[1].find("[Debug] on the card"));
-
-    auto lines = flushedLines();
-    ASSERT_EQ(3u, lines.size());
-    EXPECT_TRUE(std::regex_match(lines[0], kStartLine)) << lines[0];
-    EXPECT_TRUE(std::regex_match(lines[1], kStartLine)) << lines[1];
-    EXPECT_NE(std::string::npos, lines[2].find("back inside"));
+    // Each switch starts its target with a start line.
+    const std::string onCard = readFile(m_dir.file("sd.log"));
+    EXPECT_EQ(2u, countOf(onCard, "\n"));
+    EXPECT_EQ(1u, countOf(onCard, "[Info] KsLog.cpp:"));
+    EXPECT_EQ(1u, countOf(onCard, "KSLog: start!\n"));
+    EXPECT_EQ(1u, countOf(onCard, "[Debug] on the card\n"));
+    flushedLines();
+    const std::string inside = readFile(m_strLogPath);
+    EXPECT_EQ(3u, countOf(inside, "\n"));
+    EXPECT_EQ(2u, countOf(inside, "KSLog: start!\n"));
+    EXPECT_EQ(1u, countOf(inside, "[Info] back inside\n"));
 }

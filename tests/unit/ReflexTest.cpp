@@ -1,14 +1,6 @@
-#include <gtest/gtest.h>
-
-#include <list>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "IpcDriverBase.h"
-#include "IpcTcpSocketDriver.h"
-#include "IpcUdpSocketDriver.h"
+// The factory registry: what a prefix creates, in key order.
 #include "Reflex.h"
+#include "UnitTest.h"
 
 namespace {
 
@@ -16,39 +8,19 @@ namespace {
 class CShape {
 public:
     explicit CShape(const std::string& name) : m_strName(name) {}
-    virtual ~CShape() = default;
     std::string m_strName;
 };
 
-template <const char* Name>
-class CNamedShape : public CShape {
-public:
-    CNamedShape() : CShape(Name) {}
-    static void* create() { return static_cast<CShape*>(new CNamedShape()); }
-};
-
-char kCircle[] = "Shape.circle";
-char kSquare[] = "Shape.square";
-char kShapes[] = "Shapes";
-char kSh[] = "Sh";
-char kLower[] = "shape.lower";
-char kOther[] = "Other.x";
-
-void* createNothing()
-{
-    return nullptr;
-}
-
-CReflexRegister<CShape> g_regSquare(kSquare, &CNamedShape<kSquare>::create);
-CReflexRegister<CShape> g_regCircle(kCircle, &CNamedShape<kCircle>::create);
-CReflexRegister<CShape> g_regShapes(kShapes, &CNamedShape<kShapes>::create);
-CReflexRegister<CShape> g_regSh(kSh, &CNamedShape<kSh>::create);
-CReflexRegister<CShape> g_regLower(kLower, &CNamedShape<kLower>::create);
-CReflexRegister<CShape> g_regOther(kOther, &CNamedShape<kOther>::create);
-CReflexRegister<CShape> g_regNull("Shape.empty", &createNothing);
-CReflexRegister<CShape> g_regNoKey(nullptr, &CNamedShape<kOther>::create);
-
-using Names = std::vector<std::string>;
+#define SHAPE(var, key) CReflexRegister<CShape> var(key, [] { return static_cast<void*>(new CShape(key)); })
+SHAPE(g_regSquare, "Shape.square");
+SHAPE(g_regCircle, "Shape.circle");
+SHAPE(g_regShapes, "Shapes");
+SHAPE(g_regSh, "Sh");
+SHAPE(g_regLower, "shape.lower");
+SHAPE(g_regOther, "Other.x");
+#undef SHAPE
+CReflexRegister<CShape> g_regNull("Shape.empty", [] { return static_cast<void*>(nullptr); });
+CReflexRegister<CShape> g_regNoKey(nullptr, [] { return static_cast<void*>(new CShape("no key")); });
 
 TEST(Reflex, PrefixMatchesExactLeadingBytesInKeyOrder)
 {
@@ -56,7 +28,7 @@ TEST(Reflex, PrefixMatchesExactLeadingBytesInKeyOrder)
     // nothing; the key-less registration never shows.
     const struct {
         const char* m_pszPrefix;
-        Names m_vecNames;
+        std::vector<std::string> m_vecNames;
     } cases[] = {
         // Upper case before lower case; "Shape." before "Shapes" ('.' < 's').
         {"", {"Other.x", "Sh", "Shape.circle", "Shape.square", "Shapes", "shape.lower"}},
@@ -74,7 +46,7 @@ TEST(Reflex, PrefixMatchesExactLeadingBytesInKeyOrder)
         std::list<CShape*> created{&keep};
         CReflex<CShape>::create(c.m_pszPrefix, created);
         ASSERT_EQ(&keep, created.front());
-        Names names;
+        std::vector<std::string> names;
         for (auto it = std::next(created.begin()); it != created.end(); ++it) {
             names.push_back((*it)->m_strName);
             delete *it;
@@ -83,44 +55,4 @@ TEST(Reflex, PrefixMatchesExactLeadingBytesInKeyOrder)
     }
 }
 
-class CCounter {
-public:
-    explicit CCounter(int value) : m_iValue(value) {}
-    int m_iValue;
-};
-
-void* createOne()
-{
-    return new CCounter(1);
-}
-
-void* createTwo()
-{
-    return new CCounter(2);
-}
-
-TEST(Reflex, SecondRegistrationUnderOneKeyReplacesTheFirst)
-{
-    CReflex<CCounter>::registerCreator("Counter.x", &createOne);
-    CReflex<CCounter>::registerCreator("Counter.x", &createTwo);
-    CReflex<CCounter>::registerCreator(nullptr, &createOne);
-    EXPECT_EQ(CReflex<CCounter>::findCreator("Counter.x"), &createTwo);
-    EXPECT_EQ(CReflex<CCounter>::findCreator("Counter."), nullptr);
-
-    std::list<CCounter*> out;
-    CReflex<CCounter>::create("", out);
-    ASSERT_EQ(out.size(), 1u);
-    EXPECT_EQ(out.front()->m_iValue, 2);
-    delete out.front();
-}
-
-TEST(Reflex, DriverPrefixYieldsTcpThenUdpSingletons)
-{
-    std::list<CIpcDriverBase*> drivers;
-    CReflex<CIpcDriverBase>::create("IpcEventHandle", drivers);
-    // The creators hand out the one instance of each driver; nothing to free.
-    EXPECT_EQ(drivers, (std::list<CIpcDriverBase*>{CIpcTcpSocketDriver::getInstance(),
-                                                   CIpcUdpSocketDriver::getInstance()}));
-}
-
-}
+} // namespace

@@ -1,70 +1,80 @@
-// Service entities: which socket types open a listener, and how link
-// datagrams reach the handler manager through the frame parser. A probe
-// handler registered under the manager's prefix records what arrives.
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <memory>
-#include <mutex>
-#include <string>
-#include <thread>
-#include <vector>
-
+// Link frames from the service entities to the handlers: which socket
+// types open a listener, how datagrams reach the handler manager through
+// the frame parser, and how the manager picks a handler by msgid. Probe
+// handlers register under the manager's own prefix, with ids that no
+// gateway handler serves. Envelope dispatch is checked through the real
+// gateway by the end-to-end tests.
 #include "IpcFramework.h"
 #include "MsgHandleManager.h"
 #include "Reflex.h"
 #include "ServiceBase.h"
-#include "TestLog.h"
 #include "UdpPeer.h"
+#include "UnitTest.h"
 #include "XoltProtocol.h"
 
 namespace {
 
-constexpr uint8_t kProbeMsgid = 242;
-
-// Frames seen by the probe; written on the event-loop thread.
+// What the probes saw ("<probe> seq <n> len <n> first <byte>"), written on
+// the event-loop thread or the test's own.
 std::mutex g_mutex;
 std::vector<std::string> g_calls;
+int g_destroyed = 0;
 
-// The calls once count of them have arrived, or what there is after 2 s.
+// The calls once count of them have arrived, or what there is by the deadline.
 std::vector<std::string> waitForCalls(size_t count)
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-    while (std::chrono::steady_clock::now() < deadline) {
-        {
-            std::lock_guard<std::mutex> lock(g_mutex);
-            if (g_calls.size() >= count) {
-                return g_calls;
-            }
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
+    eventually([&] {
+        std::lock_guard<std::mutex> lock(g_mutex);
+        return g_calls.size() >= count;
+    });
     std::lock_guard<std::mutex> lock(g_mutex);
     return g_calls;
 }
 
 } // namespace
 
-class CServiceProbeFrame : public CXolt2ProtobufHandleBase {
-    LUMBRIX_XOLT2PROTOBUF_HANDLE(CServiceProbeFrame)
+class CProbe : public CXolt2ProtobufHandleBase {
 public:
+    virtual const char* name() const = 0;
     int32_t handleMsg(__xolt_message_head* head) override
     {
         std::lock_guard<std::mutex> lock(g_mutex);
-        g_calls.push_back("frame seq " + std::to_string(head->seq) + " len " + std::to_string(head->len) +
+        g_calls.push_back(name() + (" seq " + std::to_string(head->seq)) + " len " + std::to_string(head->len) +
                           " first " + std::to_string(xolt_payload(head)[0]));
         return 0;
     }
 };
-LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CServiceProbeFrame, "Xolt2Protobuf.ServiceProbeFrame", kProbeMsgid)
+
+// "Frame" serves msgid 242. "Earlier" and "Later" both serve 241: the
+// registry creates them in key order, so "Later" is registered last.
+class CProbeFrame : public CProbe {
+    LUMBRIX_XOLT2PROTOBUF_HANDLE(CProbeFrame)
+public:
+    ~CProbeFrame() override { ++g_destroyed; }
+    const char* name() const override { return "Frame"; }
+};
+LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CProbeFrame, "Xolt2Protobuf.ProbeFrame", 242)
+
+class CProbeEarlier : public CProbe {
+    LUMBRIX_XOLT2PROTOBUF_HANDLE(CProbeEarlier)
+public:
+    const char* name() const override { return "Earlier"; }
+};
+LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CProbeEarlier, "Xolt2Protobuf.ProbeEarlier", 241)
+
+class CProbeLater : public CProbe {
+    LUMBRIX_XOLT2PROTOBUF_HANDLE(CProbeLater)
+public:
+    const char* name() const override { return "Later"; }
+};
+LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CProbeLater, "Xolt2Protobuf.ProbeLater", 241)
 
 namespace {
 
-const std::vector<uint8_t> kFrameA = {0xFD, 0x02, 0x00, 0x00, 0x01, 0x02, 0xF2, 0xF4, 0x11, 0x22, 0x69, 0x10};
-const std::vector<uint8_t> kFrameB = {0xFD, 0x01, 0x00, 0x01, 0x01, 0x02, 0xF2, 0xF4, 0x33, 0x51, 0xB3};
+const std::string kFrameA = bytesOf({0xFD, 0x02, 0x00, 0x00, 0x01, 0x02, 0xF2, 0xF4, 0x11, 0x22, 0x69, 0x10});
+const std::string kFrameB = bytesOf({0xFD, 0x01, 0x00, 0x01, 0x01, 0x02, 0xF2, 0xF4, 0x33, 0x51, 0xB3});
 // Its payload starts with a start byte.
-const std::vector<uint8_t> kFrameC = {0xFD, 0x03, 0x00, 0x02, 0x01, 0x02, 0xF2,
-                                      0xF7, 0xFD, 0x44, 0x55, 0x15, 0x70};
+const std::string kFrameC = bytesOf({0xFD, 0x03, 0x00, 0x02, 0x01, 0x02, 0xF2, 0xF7, 0xFD, 0x44, 0x55, 0x15, 0x70});
 
 class ServiceEntityTest : public testing::Test {
 protected:
@@ -108,70 +118,107 @@ protected:
 
 TEST_F(ServiceEntityTest, OnlySocketTypesZeroAndTwoOpenAListener)
 {
-    for (int type : {1, 3, 7, -1}) {
-        ICServiceBase* service = makeService("Service.xolt");
-        const std::string out = captureStdout([&] { EXPECT_EQ(0, service->start(serviceRecord(type, 1))); });
-        EXPECT_EQ(std::string::npos, out.find("create Udp server")) << type << out;
-    }
-
-    for (int type : {0, 2}) {
-        ICServiceBase* service = makeService("Service.protobuf");
-        const uint16_t listen = freeUdpPort();
-        const std::string port = std::to_string(listen);
+    UdpPeer holder;
+    const std::string inUse = "listen ip:127.0.0.1, listen port:" + std::to_string(holder.port());
+    const struct {
+        const char* m_pszKey;
+        int m_iSocketType;
+        bool m_bPortInUse;
+        int m_iResult;
+        std::vector<std::string> m_vecPrinted;  // "%P" stands for the port
+    } rows[] = {
+        {"Service.xolt", 1, false, 0, {}},
+        {"Service.xolt", 3, false, 0, {}},
+        {"Service.xolt", -1, false, 0, {}},
+        {"Service.protobuf", 0, false, 0,
+         {"create Udp server: 127.0.0.1 : %P", "[Info] ServiceBase.cpp:", "Close udp service, listen ip:127.0.0.1, listen port:%P"}},
+        {"Service.xolt", 2, false, 0, {"create Udp server: 127.0.0.1 : %P", "Close udp service, listen ip:127.0.0.1, listen port:%P"}},
+        {"Service.xolt", 2, true, -1, {"[Error] ServiceBase.cpp:", "Fail to init udp server, " + inUse}},
+    };
+    for (const auto& row : rows) {
+        ICServiceBase* service = makeService(row.m_pszKey);
+        const uint16_t port = row.m_bPortInUse ? holder.port() : freeUdpPort();
         const std::string out = captureStdout([&] {
-            EXPECT_EQ(0, service->start(serviceRecord(type, listen)));
+            EXPECT_EQ(row.m_iResult, service->start(serviceRecord(row.m_iSocketType, port)));
             EXPECT_EQ(0, service->stop());
         });
-        EXPECT_NE(std::string::npos, out.find("create Udp server: 127.0.0.1 : " + port)) << out;
-        EXPECT_NE(std::string::npos, out.find("[Info] ServiceBase.cpp:")) << out;
-        EXPECT_NE(std::string::npos, out.find("Close udp service, listen ip:127.0.0.1, listen port:" + port)) << out;
+        const bool listens = row.m_iResult == 0 && !row.m_vecPrinted.empty();
+        EXPECT_EQ(listens, out.find("create Udp server") != std::string::npos) << out;
+        for (const std::string& line : row.m_vecPrinted) {
+            EXPECT_THAT(out, HasSubstr(replaced(line, "%P", std::to_string(port)))) << row.m_iSocketType;
+        }
     }
 }
 
-TEST_F(ServiceEntityTest, ListenerOnAPortInUseFailsWithItsAddress)
-{
-    UdpPeer holder;
-    ICServiceBase* service = makeService("Service.xolt");
-    const std::string out =
-        captureStdout([&] { EXPECT_EQ(-1, service->start(serviceRecord(2, holder.port()))); });
-    EXPECT_NE(std::string::npos, out.find("[Error] ServiceBase.cpp:")) << out;
-    EXPECT_NE(std::string::npos, out.find("Fail to init udp server, listen ip:127.0.0.1, listen port:" +
-                                          std::to_string(holder.port())))
-        << out;
-}
-
+// Bytes without a start byte call nothing and print nothing; frames come
+// one by one, several in one datagram or one across two.
 TEST_F(ServiceEntityTest, LinkDatagramsReachTheHandlerFrameByFrame)
-{
-    ICServiceBase* service = makeService("Service.xolt");
-    const uint16_t port = freeUdpPort();
-    captureStdout([&] { ASSERT_EQ(0, service->start(serviceRecord(2, port))); });
-
-    UdpPeer radio;
-    // Garbage first, then two frames in one datagram.
-    ASSERT_TRUE(radio.sendTo(port, "\x01\x02garbage" + bytesOf(kFrameA) + bytesOf(kFrameB)));
-    // A frame split over two datagrams, its payload holding a start byte.
-    const std::string c = bytesOf(kFrameC);
-    ASSERT_TRUE(radio.sendTo(port, c.substr(0, 9)));
-    ASSERT_TRUE(radio.sendTo(port, c.substr(9)));
-
-    EXPECT_EQ((std::vector<std::string>{"frame seq 0 len 2 first 17", "frame seq 1 len 1 first 51",
-                                        "frame seq 2 len 3 first 253"}),
-              waitForCalls(3));
-}
-
-TEST_F(ServiceEntityTest, BytesWithoutAStartByteCallNothingAndLogNothing)
 {
     ICServiceBase* service = makeService("Service.xolt");
     const std::string out = captureStdout([&] {
         EXPECT_EQ(0, service->onReadData(nullptr, 6, "\x01\x02\x03\x04\x05\x06"));
         EXPECT_EQ(0, service->onReadData(nullptr, -1, "\xFD"));
         EXPECT_EQ(0, service->onReadData(nullptr, 0, "\xFD"));
+        service->onReadData(nullptr, static_cast<int>(kFrameA.size()), kFrameA.data());
     });
     EXPECT_EQ("", out);
-    // The parser is still idle: a whole frame is delivered.
-    const std::string a = bytesOf(kFrameA);
-    service->onReadData(nullptr, static_cast<int>(a.size()), a.data());
-    EXPECT_EQ((std::vector<std::string>{"frame seq 0 len 2 first 17"}), waitForCalls(1));
+    EXPECT_EQ((std::vector<std::string>{"Frame seq 0 len 2 first 17"}), waitForCalls(1));
+
+    const uint16_t port = freeUdpPort();
+    captureStdout([&] { ASSERT_EQ(0, service->start(serviceRecord(2, port))); });
+    UdpPeer radio;
+    ASSERT_TRUE(radio.sendTo(port, "\x01\x02garbage" + kFrameA + kFrameB));
+    ASSERT_TRUE(radio.sendTo(port, kFrameC.substr(0, 9)));
+    ASSERT_TRUE(radio.sendTo(port, kFrameC.substr(9)));
+    EXPECT_EQ((std::vector<std::string>{"Frame seq 0 len 2 first 17", "Frame seq 0 len 2 first 17",
+                                        "Frame seq 1 len 1 first 51", "Frame seq 2 len 3 first 253"}),
+              waitForCalls(4));
+}
+
+void handle(uint8_t msgid, uint8_t seq, uint8_t destid = 1, uint8_t sourceid = 2)
+{
+    xolt_message_head_t head{};
+    head.magic = XOLT_STX;
+    head.msgid = msgid;
+    head.seq = seq;
+    head.destid = destid;
+    head.sourceid = sourceid;
+    CMsgHandleManager::getInstance()->handleXoltMsg(&head);
+}
+
+// Last in this file: it rebuilds the manager the other tests share.
+TEST_F(ServiceEntityTest, ManagerGivesAFrameToTheLastHandlerRegisteredForItsMsgid)
+{
+    g_destroyed = 0;
+    std::string out = captureStdout([] {
+        handle(242, 3, 1, 2);
+        handle(242, 4, 35, 14);
+        handle(249, 5);  // no handler: dropped without a line
+        handle(241, 6);
+    });
+    EXPECT_EQ("", out);
+    out = captureStdout([] { CMsgHandleManager::getInstance()->handleXoltMsg(nullptr); });
+    EXPECT_THAT(out, HasSubstr("[Error] MsgHandleManager.cpp:"));
+    EXPECT_THAT(out, HasSubstr("When handle xolt msg, the data is null."));
+
+    // An explicit registration replaces the factory-made handler, which is
+    // released with its last owner.
+    std::shared_ptr<CXolt2ProtobufHandleBase> frame(new CProbeFrame());
+    CMsgHandleManager::getInstance()->registerXolt2ProtobufHandle(frame);
+    EXPECT_EQ(1, g_destroyed);
+    std::shared_ptr<CXolt2ProtobufHandleBase> earlier(new CProbeEarlier());
+    CMsgHandleManager::getInstance()->registerXolt2ProtobufHandle(earlier);
+    handle(241, 7);
+
+    // Destroy releases the handlers and init builds fresh ones.
+    frame.reset();
+    CMsgHandleManager::destroy();
+    EXPECT_EQ(2, g_destroyed);
+    captureStdout([] { EXPECT_EQ(0, CMsgHandleManager::getInstance()->init()); });
+    handle(242, 8);
+    EXPECT_EQ((std::vector<std::string>{"Frame seq 3 len 0 first 0", "Frame seq 4 len 0 first 0", "Later seq 6 len 0 first 0",
+                                        "Earlier seq 7 len 0 first 0", "Frame seq 8 len 0 first 0"}),
+              waitForCalls(5));
 }
 
 } // namespace

@@ -1,34 +1,12 @@
-#include <gtest/gtest.h>
+// The thread wrappers: the generator that runs a member function on a named
+// thread, and the thread base class whose wait() ends on a stop request.
 #include <pthread.h>
 
-#include <atomic>
-#include <chrono>
-#include <functional>
-#include <future>
-#include <memory>
-#include <string>
-#include <thread>
-
-#include "KsLog.h"
 #include "KsThread.h"
 #include "ThreadGenerator.h"
+#include "UnitTest.h"
 
 namespace {
-
-const auto kDeadline = std::chrono::seconds(5);
-
-// Polls cond every millisecond until it holds or the deadline passes.
-bool eventually(const std::function<bool()>& cond)
-{
-    const auto end = std::chrono::steady_clock::now() + kDeadline;
-    while (!cond()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
 
 // Work run by a generator: holds until released, then records what its
 // thread sees and optionally stops its own generator.
@@ -36,7 +14,7 @@ class CWorker {
 public:
     void work()
     {
-        m_futureGo.wait_for(kDeadline);
+        eventually([this] { return m_bGo.load(); });
         char name[16] = {};
         pthread_getname_np(pthread_self(), name, sizeof(name));
         m_strName = name;
@@ -44,75 +22,66 @@ public:
             m_pStopSelf->stop();
         }
         m_bFlagAfterStop = CThreadGenerator::isThreadNeedContinue();
-        m_promiseDone.set_value();
+        m_bDone = true;
     }
 
-    void release() { m_promiseGo.set_value(); }
-    bool finished() { return m_futureDone.wait_for(kDeadline) == std::future_status::ready; }
+    bool finished() { return eventually([this] { return m_bDone.load(); }); }
 
+    std::atomic<bool> m_bGo{false};
+    std::atomic<bool> m_bDone{false};
     CThreadGenerator* m_pStopSelf = nullptr;
     std::string m_strName;
     bool m_bFlagAfterStop = false;
-
-private:
-    std::promise<void> m_promiseGo;
-    std::shared_future<void> m_futureGo = m_promiseGo.get_future().share();
-    std::promise<void> m_promiseDone;
-    std::future<void> m_futureDone = m_promiseDone.get_future();
 };
 
-TEST(ThreadGenerator, NamesItsThreadWithTheFirst15CharactersAndWalksTheStatuses)
-{
-    CKsLog::setLogLevel(-1);
-    CThreadGenerator generator("abcdefghijklmnopqrst");
-    CWorker worker;
-    EXPECT_EQ(generator.getStatus(), 0);
-    ASSERT_EQ(generator.start(&worker, &CWorker::work), 0);
-    ASSERT_TRUE(eventually([&] { return generator.getStatus() == 1; }));
-    // A busy generator starts nothing more.
-    EXPECT_EQ(generator.start(&worker, &CWorker::work), -1);
+enum EStop { NOT_STOPPED, STOPPED_FROM_OUTSIDE, STOPPED_ON_ITS_THREAD };
 
-    worker.release();
-    ASSERT_TRUE(worker.finished());
-    EXPECT_EQ(worker.m_strName, "abcdefghijklmno");
-    EXPECT_TRUE(eventually([&] { return generator.getStatus() == 3; }));
-    EXPECT_FALSE(generator.isRunning());
-}
-
-TEST(ThreadGenerator, EmptyNameLeavesTheInheritedName)
+TEST(ThreadGenerator, RunsOnANamedThreadAndStopClearsTheCallingThreadsFlag)
 {
+    const struct {
+        const char* m_pszName;
+        EStop m_eStop;
+        const char* m_pszSeenName;
+        bool m_bFlagAfter;
+    } rows[] = {
+        {"abcdefghijklmnopqrst", NOT_STOPPED, "abcdefghijklmno", true},
+        {"", NOT_STOPPED, "gen-parent", true},  // the inherited name
+        {"stopping", STOPPED_FROM_OUTSIDE, "stopping", true},
+        {"stopping", STOPPED_ON_ITS_THREAD, "stopping", false},
+    };
     pthread_setname_np(pthread_self(), "gen-parent");
-    CThreadGenerator generator;
-    CWorker worker;
-    ASSERT_EQ(generator.start(&worker, &CWorker::work), 0);
-    worker.release();
-    ASSERT_TRUE(worker.finished());
-    EXPECT_EQ(worker.m_strName, "gen-parent");
-    // The thread writes the status last: the generator must outlive that.
-    EXPECT_TRUE(eventually([&] { return generator.getStatus() == 3; }));
-}
-
-TEST(ThreadGenerator, StopClearsTheFlagOfTheCallingThreadOnlyAndAllowsARestart)
-{
-    // One generator for both runs: the second start shows that the first
-    // thread object was dropped.
-    CThreadGenerator generator("stopping");
-    for (bool fromItsOwnThread : {false, true}) {
-        SCOPED_TRACE(fromItsOwnThread ? "stopped on its own thread" : "stopped from outside");
+    // A thread writes its status last: its generator lives for the process,
+    // as does a worker whose end is not waited for.
+    static std::list<CThreadGenerator> s_generators;
+    static std::list<CWorker> s_workers;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.m_pszName + std::to_string(row.m_eStop));
+        CThreadGenerator& generator = s_generators.emplace_back(row.m_pszName);
         CWorker worker;
-        worker.m_pStopSelf = fromItsOwnThread ? &generator : nullptr;
+        worker.m_pStopSelf = row.m_eStop == STOPPED_ON_ITS_THREAD ? &generator : nullptr;
+        EXPECT_EQ(generator.getStatus(), E_THREAD_STATUS_CREATED);
         ASSERT_EQ(generator.start(&worker, &CWorker::work), 0);
         ASSERT_TRUE(eventually([&] { return generator.isRunning(); }));
-        if (!fromItsOwnThread) {
+        // A busy generator starts nothing more.
+        EXPECT_EQ(generator.start(&worker, &CWorker::work), -1);
+        if (row.m_eStop == STOPPED_FROM_OUTSIDE) {
             EXPECT_EQ(generator.stop(true), 0);
-            EXPECT_EQ(generator.getStatus(), 2);
+            EXPECT_EQ(generator.getStatus(), E_THREAD_STATUS_STOP_REQUESTED);
             // The main thread has no flag of its own.
             EXPECT_FALSE(CThreadGenerator::isThreadNeedContinue());
         }
-        worker.release();
+        worker.m_bGo = true;
         ASSERT_TRUE(worker.finished());
-        EXPECT_EQ(worker.m_bFlagAfterStop, !fromItsOwnThread);
-        EXPECT_TRUE(eventually([&] { return generator.getStatus() == 3; }));
+        EXPECT_EQ(worker.m_strName, row.m_pszSeenName);
+        EXPECT_EQ(worker.m_bFlagAfterStop, row.m_bFlagAfter);
+        EXPECT_TRUE(eventually([&] { return generator.getStatus() == E_THREAD_STATUS_FINISHED; }));
+        if (row.m_eStop != NOT_STOPPED) {
+            // A stopped generator has let its thread go and starts again.
+            CWorker& again = s_workers.emplace_back();
+            again.m_bGo = true;
+            EXPECT_EQ(generator.start(&again, &CWorker::work), 0);
+            EXPECT_TRUE(again.finished());
+        }
     }
 }
 
@@ -123,62 +92,39 @@ public:
 
     void run() override
     {
-        if (!m_bReturnAtOnce) {
-            m_futureGo.wait_for(kDeadline);
-        }
+        eventually([this] { return m_bReturnAtOnce || m_bGo.load(); });
     }
 
-    void release() { m_promiseGo.set_value(); }
-
-private:
     bool m_bReturnAtOnce;
-    std::promise<void> m_promiseGo;
-    std::shared_future<void> m_futureGo = m_promiseGo.get_future().share();
+    std::atomic<bool> m_bGo{false};
 };
 
-// Calls wait() on a detached thread; the flag tells when it returned.
-std::shared_ptr<std::atomic<bool>> waitInBackground(std::shared_ptr<CKsThread> thread)
+TEST(KsThread, WaitReturnsOnTheStopRequestWhetherRunIsBusyOrFinished)
 {
-    auto returned = std::make_shared<std::atomic<bool>>(false);
-    std::thread([thread, returned] {
-        thread->wait();
-        *returned = true;
-    }).detach();
-    return returned;
+    for (bool returnAtOnce : {false, true}) {
+        SCOPED_TRACE(returnAtOnce ? "run finished" : "run busy");
+        auto thread = std::make_shared<CGatedThread>(returnAtOnce);
+        ASSERT_EQ(thread->start(), 0);
+        ASSERT_TRUE(eventually([&] { return thread->getStatus() == (returnAtOnce ? 3 : 1); }));
+
+        // wait() on a detached thread; the flag tells when it returned.
+        auto returned = std::make_shared<std::atomic<bool>>(false);
+        std::thread([thread, returned] {
+            thread->wait();
+            *returned = true;
+        }).detach();
+        sleepMs(60);
+        EXPECT_FALSE(*returned);
+
+        EXPECT_EQ(thread->stop(false), 0);
+        EXPECT_FALSE(thread->isThreadNeedContinue());
+        EXPECT_TRUE(eventually([&] { return returned->load(); }));
+        if (!returnAtOnce) {
+            EXPECT_EQ(thread->getStatus(), E_THREAD_STATUS_STOP_REQUESTED);
+            thread->m_bGo = true;
+            EXPECT_TRUE(eventually([&] { return thread->getStatus() == E_THREAD_STATUS_FINISHED; }));
+        }
+    }
 }
 
-TEST(KsThread, WaitReturnsOnTheStopRequestNotOnTheEndOfRun)
-{
-    auto thread = std::make_shared<CGatedThread>(false);
-    ASSERT_EQ(thread->start(), 0);
-    ASSERT_TRUE(eventually([&] { return thread->isRunning(); }));
-
-    auto returned = waitInBackground(thread);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(*returned);
-
-    EXPECT_EQ(thread->stop(false), 0);
-    EXPECT_FALSE(thread->isThreadNeedContinue());
-    EXPECT_TRUE(eventually([&] { return returned->load(); }));
-    // wait() returned while run() was still busy.
-    EXPECT_EQ(thread->getStatus(), 2);
-
-    thread->release();
-    EXPECT_TRUE(eventually([&] { return thread->getStatus() == 3; }));
-}
-
-TEST(KsThread, WaitOnAFinishedThreadHoldsUntilAStopRequest)
-{
-    auto thread = std::make_shared<CGatedThread>(true);
-    ASSERT_EQ(thread->start(), 0);
-    ASSERT_TRUE(eventually([&] { return thread->getStatus() == 3; }));
-
-    auto returned = waitInBackground(thread);
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_FALSE(*returned);
-    // Only a stop request lets it go.
-    thread->stop();
-    EXPECT_TRUE(eventually([&] { return returned->load(); }));
-}
-
-}
+}  // namespace
