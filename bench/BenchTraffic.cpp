@@ -66,23 +66,22 @@ public:
     // The last varint field numbered field of a message.
     static bool find(const uint8_t* data, size_t len, uint32_t field, uint64_t& out)
     {
-        CWireReader reader(data, len);
-        uint32_t f = 0;
-        uint64_t v = 0;
-        const uint8_t* b = nullptr;
+        const uint8_t* bytes = nullptr;
         size_t n = 0;
-        bool found = false;
-        while (reader.next(f, v, b, n)) {
-            if (f == field && b == nullptr) {
-                out = v;
-                found = true;
-            }
-        }
-        return found;
+        return last(data, len, field, false, out, bytes, n);
     }
 
     // The bytes of the last length-delimited field numbered field.
     static bool embedded(const uint8_t* data, size_t len, uint32_t field, const uint8_t*& out, size_t& outLen)
+    {
+        uint64_t v = 0;
+        return last(data, len, field, true, v, out, outLen);
+    }
+
+private:
+    // The last field numbered field of the wanted kind (length-delimited or not).
+    static bool last(const uint8_t* data, size_t len, uint32_t field, bool delimited, uint64_t& value,
+                     const uint8_t*& bytes, size_t& bytesLen)
     {
         CWireReader reader(data, len);
         uint32_t f = 0;
@@ -91,16 +90,16 @@ public:
         size_t n = 0;
         bool found = false;
         while (reader.next(f, v, b, n)) {
-            if (f == field && b != nullptr) {
-                out = b;
-                outLen = n;
+            if (f == field && (b != nullptr) == delimited) {
+                value = v;
+                bytes = b;
+                bytesLen = n;
                 found = true;
             }
         }
         return found;
     }
 
-private:
     bool varint(uint64_t& v)
     {
         v = 0;

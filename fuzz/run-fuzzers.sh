@@ -30,32 +30,47 @@ mkdir -p "$build/fuzz-findings"
 export ASAN_OPTIONS="${ASAN_OPTIONS:-abort_on_error=1:detect_leaks=1:allocator_may_return_null=0}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-halt_on_error=1:abort_on_error=1:print_stacktrace=1}"
 
-failed=()
-for name in "${targets[@]}"; do
-  binary="$build/fuzz/fuzz_$name"
-  work="$build/fuzz-corpus/$name"
+# One target: its run, then its summary in its own file so that targets
+# running side by side do not mix their lines.
+run_target() {
+  local name="$1" binary="$build/fuzz/fuzz_$1" work="$build/fuzz-corpus/$1"
+  local log="$build/fuzz-findings/$1.log" kept=() dict=() start status
   mkdir -p "$work"
-  kept=()
   [ -d "$here/corpus/$name" ] && kept=("$here/corpus/$name")
-  dict=()
   [ -f "$here/dict/$name.dict" ] && dict=(-dict="$here/dict/$name.dict")
-  log="$build/fuzz-findings/$name.log"
-  echo "=== fuzz_$name: ${seconds}s"
   start=$(date +%s)
   FUZZ_SEED_DIR="$build/fuzz-seeds/$name" "$binary" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 -max_len=4096 \
     -close_fd_mask=1 -print_final_stats=1 -artifact_prefix="$build/fuzz-findings/$name-" \
     "${dict[@]}" "$work" "$build/fuzz-seeds/$name" "${kept[@]}" >"$log" 2>&1
   status=$?
-  elapsed=$(( $(date +%s) - start ))
-  grep -a -m 2 -E "^stat::number_of_executed_units|^stat::peak_rss_mb" "$log" || true
-  echo "    corpus: $(ls "$work" | wc -l) inputs, ${elapsed}s, exit status $status"
-  if [ $status -ne 0 ]; then
-    echo "!!! fuzz_$name found a problem ($log):"
-    grep -a -m 8 -E "runtime error|ERROR: |SUMMARY: |Test unit written|^0x" "$log"
-    echo "--- end of its log:"
-    tail -n 30 "$log"
-    failed+=("$name")
-  fi
+  {
+    echo "=== fuzz_$name: ${seconds}s"
+    grep -a -m 2 -E "^stat::number_of_executed_units|^stat::peak_rss_mb" "$log" || true
+    echo "    corpus: $(ls "$work" | wc -l) inputs, $(( $(date +%s) - start ))s, exit status $status"
+    if [ $status -ne 0 ]; then
+      echo "!!! fuzz_$name found a problem ($log):"
+      grep -a -m 8 -E "runtime error|ERROR: |SUMMARY: |Test unit written|^0x" "$log"
+      echo "--- end of its log:"
+      tail -n 30 "$log"
+    fi
+  } >"$log.summary"
+  return $status
+}
+
+# As many targets at a time as there are CPUs (FUZZ_JOBS to choose).
+jobs="${FUZZ_JOBS:-$(nproc 2>/dev/null || echo 1)}"
+failed=()
+for (( i = 0; i < ${#targets[@]}; i += jobs )); do
+  batch=("${targets[@]:i:jobs}")
+  pids=()
+  for name in "${batch[@]}"; do
+    run_target "$name" &
+    pids+=($!)
+  done
+  for k in "${!batch[@]}"; do
+    wait "${pids[$k]}" || failed+=("${batch[$k]}")
+    cat "$build/fuzz-findings/${batch[$k]}.log.summary"
+  done
 done
 
 echo "fuzz: $(( ${#targets[@]} - ${#failed[@]} )) passed, ${#failed[@]} failed"

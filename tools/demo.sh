@@ -35,27 +35,15 @@ PIDS=()
 # Every process the demo started in the background goes, TERM first, then
 # KILL for one that is still there after a second.
 cleanup() {
-  local pid tries
-  for pid in "${PIDS[@]}"; do
-    kill -TERM "$pid" 2> /dev/null
-  done
-  for pid in "${PIDS[@]}"; do
-    tries=0
-    while kill -0 "$pid" 2> /dev/null && [ $tries -lt 20 ]; do
-      sleep 0.05
-      tries=$((tries + 1))
-    done
-    kill -KILL "$pid" 2> /dev/null
-    wait "$pid" 2> /dev/null
-  done
+  stop_processes "${PIDS[@]}"
   PIDS=()
   rm -rf "$WORK"
 }
 trap cleanup EXIT
 trap 'exit 130' INT TERM
 
-# udp_bound, wait_bound, pick_ports
-. "$(dirname "$0")/lib/udp-ports.sh"
+# udp_bound, wait_bound, pick_ports, stop_processes
+. "$(dirname "$0")/lib/loopback.sh"
 
 BASE=$(pick_ports) || { echo "demo: no four free UDP ports between 25300 and 25999" >&2; exit 2; }
 XOLT_PORT=$BASE        # the gateway's link service

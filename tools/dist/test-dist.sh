@@ -17,8 +17,8 @@ set -u
 BUILD_DIR=${1:-build-aarch64-static}
 QEMU=${QEMU:-qemu-aarch64}
 STEP_TIMEOUT_MS=5000
-# udp_bound, wait_bound, pick_ports
-. "$(dirname "$0")/../lib/udp-ports.sh"
+# udp_bound, wait_bound, pick_ports, stop_processes
+. "$(dirname "$0")/../lib/loopback.sh"
 
 archives=("$BUILD_DIR"/lumbrix-*-aarch64.tar.gz)
 if [ ${#archives[@]} -ne 1 ] || [ ! -f "${archives[0]}" ]; then
@@ -40,22 +40,10 @@ PIDS=()
 # Stops the packaged gateway (started through lumbrix-ctl.sh, so not a child
 # of this script) and every child left, TERM first, then KILL.
 cleanup() {
-  local pid tries
   if [ -f "$PKG/lumbrix.pid" ]; then
     PIDS+=("$(cat "$PKG/lumbrix.pid")")
   fi
-  for pid in "${PIDS[@]}"; do
-    kill -TERM "$pid" 2> /dev/null
-  done
-  for pid in "${PIDS[@]}"; do
-    tries=0
-    while kill -0 "$pid" 2> /dev/null && [ $tries -lt 20 ]; do
-      sleep 0.05
-      tries=$((tries + 1))
-    done
-    kill -KILL "$pid" 2> /dev/null
-    wait "$pid" 2> /dev/null
-  done
+  stop_processes "${PIDS[@]}"
   rm -rf "$WORK"
 }
 trap cleanup EXIT

@@ -1,5 +1,6 @@
-# UDP ports on this machine, for the scripts that start the gateway on
-# loopback (tools/demo.sh, tools/dist/test-dist.sh). Sourced by bash.
+# For the scripts that start the gateway on loopback (tools/demo.sh,
+# tools/dist/test-dist.sh): UDP ports on this machine and stopping what the
+# script started. Sourced by bash.
 
 # True when something on this machine has the UDP port bound.
 udp_bound() {
@@ -38,4 +39,22 @@ pick_ports() {
     tries=$((tries + 1))
   done
   return 1
+}
+
+# stop_processes PID...: TERM to each, then KILL to any still there after a
+# second; children of the calling shell are reaped.
+stop_processes() {
+  local pid tries
+  for pid in "$@"; do
+    kill -TERM "$pid" 2> /dev/null
+  done
+  for pid in "$@"; do
+    tries=0
+    while kill -0 "$pid" 2> /dev/null && [ $tries -lt 20 ]; do
+      sleep 0.05
+      tries=$((tries + 1))
+    done
+    kill -KILL "$pid" 2> /dev/null
+    wait "$pid" 2> /dev/null
+  done
 }
