@@ -1,8 +1,14 @@
-// The UTF-8 repair of radio text before it goes into an App string field.
+// What the handlers return (their callers only log it), and the UTF-8
+// repair of radio text before it goes into an App string field.
 #include <cstring>
 
+#include "Protobuf2XoltHandleBase.h"
+#include "Reflex.h"
+#include "TestMessages.h"
 #include "UnitTest.h"
 #include "Utf8Text.h"
+#include "Xolt2ProtobufHandleBase.h"
+#include "XoltProtocol.h"
 
 namespace {
 
@@ -16,6 +22,7 @@ TEST(Utf8Text, EveryByteOutsideAValidSequenceIsReplaced)
         {"plain ASCII\x7F", "plain ASCII\x7F"},
         {"\xC3\xA9 \xE4\xB8\xAD \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF", "\xC3\xA9 \xE4\xB8\xAD \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF"},
         {"\xC2\x80\xDF\xBF", "\xC2\x80\xDF\xBF"},  // the first and last two-byte leads
+        {"\xE0\xA0\x80\xEF\xBF\xBF", "\xE0\xA0\x80\xEF\xBF\xBF"}, // and three-byte leads
         {"\x80\xBF", "??"},                  // continuation bytes alone
         {"\xC0\xAF\xC1\xBF", "????"},      // overlong two-byte forms
         {"\xE0\x9F\xBF", "???"},            // overlong three-byte form
@@ -34,6 +41,69 @@ TEST(Utf8Text, EveryByteOutsideAValidSequenceIsReplaced)
             expected += *p == '?' ? std::string("\xEF\xBF\xBD") : std::string(1, *p);
         }
         EXPECT_EQ(expected, out) << row.in;
+    }
+}
+
+template <typename T>
+std::unique_ptr<T> makeHandler(const std::string& key)
+{
+    std::list<T*> made;
+    CReflex<T>::create(key, made);
+    EXPECT_EQ(1u, made.size()) << key;
+    return std::unique_ptr<T>(made.empty() ? nullptr : made.front());
+}
+
+// App requests: the factory key, the envelope (no body: no data), the result.
+TEST(Handlers, AppRequestsReturnTheirStatus)
+{
+    static TempDir dir;
+    useTestLog(dir);
+    quelby::protocol::DroneParamMessageRequest gimbal;
+    gimbal.add_params_list()->set_param_id(quelby::protocol::GIMBAL_PITCH_SPEED_MSG);
+    quelby::protocol::NestVirtualPoleStateNtfy sticks;
+    const struct {
+        const char* key;
+        const google::protobuf::Message* body;
+        int32_t headType;
+        int32_t result;
+    } rows[] = {
+        {"Protobuf2Xolt.GetParameter", nullptr, 1, -1},
+        {"Protobuf2Xolt.GetParameter", &gimbal, 2, -1},
+        {"Protobuf2Xolt.SetParameter", &gimbal, 1, 0},
+        {"Protobuf2Xolt.NestVirtualPoleStatus", &sticks, 5, 0},
+    };
+    for (const auto& row : rows) {
+        quelby::protocol::QuelbyMessage msg;
+        ASSERT_TRUE(msg.ParseFromString(appRequest(0, 1, row.body, row.headType)));
+        auto handler = makeHandler<CProtobuf2XoltHandleBase>(row.key);
+        ASSERT_NE(nullptr, handler);
+        captureStdout([&] { EXPECT_EQ(row.result, handler->handleMsg(msg)) << row.key; });
+    }
+}
+
+// Radio frames: the factory key, the payload, the result.
+TEST(Handlers, RadioFramesReturnTheirStatus)
+{
+    static TempDir dir;
+    useTestLog(dir);
+    const struct {
+        const char* key;
+        std::vector<uint8_t> payload;
+        int32_t result;
+    } rows[] = {
+        {"Xolt2Protobuf.PhoneSet", bytes({0x01, 0x01, 0x32}), 0}, // gimbal speed set
+        {"Xolt2Protobuf.PhoneSet", bytes({0x0d, 0x01, 0x01}), 0}, // calibration entered
+        {"Xolt2Protobuf.PhoneSet", bytes({0x63}), 0},             // a type it does not serve
+    };
+    for (const auto& row : rows) {
+        xolt_message_head_t head{};
+        head.magic = XOLT_STX;
+        head.len = static_cast<uint16_t>(row.payload.size());
+        std::copy(row.payload.begin(), row.payload.end(), xolt_payload(&head));
+        auto handler = makeHandler<CXolt2ProtobufHandleBase>(row.key);
+        ASSERT_NE(nullptr, handler);
+        head.msgid = static_cast<uint8_t>(handler->getSupportMsgType());
+        captureStdout([&] { EXPECT_EQ(row.result, handler->handleMsg(&head)) << row.key; });
     }
 }
 

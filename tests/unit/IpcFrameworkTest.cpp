@@ -215,6 +215,9 @@ TEST_F(IpcFrameworkTest, PortInUseFailsTheServer)
     auto listener = std::make_shared<CRecordingHandle>();
     ASSERT_EQ(framework()->createTCPServer("127.0.0.1", 0, listener), 0);
     const uint16_t port = boundPort(listener->getHandle());
+    // The lowest free descriptor, before and after: a failed creation keeps none open.
+    const int lowestFree = dup(0);
+    close(lowestFree);
     const std::string out = captureStdout([&] {
         EXPECT_EQ(framework()->createUDPServer("127.0.0.1", m_peer.port(), handle), -1);
         EXPECT_EQ(framework()->createTCPServer("127.0.0.1", port, handle), -1);
@@ -224,6 +227,9 @@ TEST_F(IpcFrameworkTest, PortInUseFailsTheServer)
     EXPECT_THAT(out, HasSubstr("failed to create TcpServer"));
     EXPECT_THAT(out, HasSubstr("failed to create TcpClient"));
     EXPECT_EQ(handle->getHandle(), -1);
+    const int stillFree = dup(0);
+    close(stillFree);
+    EXPECT_EQ(lowestFree, stillFree);
     framework()->unRegisterEvent(listener->getHandle());
     close(listener->getHandle());
 }

@@ -208,16 +208,19 @@ TEST_F(KsLogTest, ExternalCardSwitchesTargets)
     EXPECT_FALSE(log->getLogExternalEnable());
 
     // The card comes: image directories shift up and a fresh "0" is made.
-    for (const std::string& dir : {card, image, image + "0", image + "1"}) {
+    for (const std::string& dir : {card, image, image + "0", image + "1", image + "51"}) {
         ASSERT_EQ(0, mkdir(dir.c_str(), 0755));
     }
     writeFile(image + "0/mark", "was0");
     writeFile(image + "1/mark", "was1");
+    writeFile(image + "51/mark", "was51"); // the oldest kept; nothing moves it
     log->logMonitorState();
     EXPECT_EQ(E_LOG_LEVEL_DEBUG, CKsLog::getLogLevel());
     EXPECT_TRUE(log->getLogExternalEnable());
     EXPECT_EQ("was0", readFile(image + "1/mark"));
     EXPECT_EQ("was1", readFile(image + "2/mark"));
+    EXPECT_EQ("was51", readFile(image + "51/mark"));
+    EXPECT_FALSE(CFileUtil::isDirExist((image + "52").c_str()));
     EXPECT_TRUE(CFileUtil::isDirExist((image + "0/Frame").c_str()));
     log->writeLog(E_LOG_LEVEL_DEBUG, "on the card");
 

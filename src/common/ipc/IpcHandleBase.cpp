@@ -30,7 +30,7 @@ int CIpcHandleBase::sendData(std::string& data)
 
 void CIpcHandleBase::setRemoteIP(const std::string& ip)
 {
-    m_remoteAddr.sin_addr = ipv4Address(ip, 0).sin_addr;
+    m_remoteAddr.sin_addr = ipv4Host(ip);
 }
 
 std::string CIpcHandleBase::getRemoteIP() const

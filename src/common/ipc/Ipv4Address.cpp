@@ -2,12 +2,19 @@
 
 #include <arpa/inet.h>
 
+in_addr ipv4Host(const std::string& ip)
+{
+    in_addr host = {};
+    inet_aton(ip.c_str(), &host);
+    return host;
+}
+
 sockaddr_in ipv4Address(const std::string& ip, uint16_t port)
 {
     sockaddr_in addr = {};
     addr.sin_family = AF_INET;
     addr.sin_port = htons(port);
-    inet_aton(ip.c_str(), &addr.sin_addr);
+    addr.sin_addr = ipv4Host(ip);
     return addr;
 }
 
