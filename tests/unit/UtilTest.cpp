@@ -85,8 +85,13 @@ TEST(KsTime, TimeTextAndStamp)
     oldTz ? setenv("TZ", saved.c_str(), 1) : unsetenv("TZ");
     tzset();
 
-    const uint64_t before = static_cast<uint64_t>(time(nullptr)) * 1000;
+    // Bounds from the same clock (time() reads a coarser one, a tick behind).
+    const auto nowMs = [] {
+        using namespace std::chrono;
+        return static_cast<uint64_t>(duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count());
+    };
+    const uint64_t before = nowMs();
     const uint64_t stamp = CKsTime::getCurTimeStamp();
     EXPECT_GE(stamp, before);
-    EXPECT_LT(stamp, static_cast<uint64_t>(time(nullptr) + 1) * 1000);
+    EXPECT_LE(stamp, nowMs());
 }
