@@ -10,7 +10,6 @@ DEB_PACKAGES := cmake g++ make pkg-config libjsoncpp-dev libprotobuf-dev protobu
 FUZZ_DEB_PACKAGES := clang libclang-rt-dev llvm
 
 SANITIZE_BUILD_DIR ?= build-sanitize
-FUZZ_BUILD_DIR     ?= build-fuzz
 FUZZ_SECONDS       ?= 60
 FUZZ_TARGETS       ?=
 SOAK_DATAGRAMS     ?= 1000000
@@ -63,21 +62,27 @@ build: deps
 test: build
 	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS)
 
-# The whole suite, unit and end-to-end, built with AddressSanitizer and
-# UndefinedBehaviorSanitizer (the end-to-end tests start the sanitized
-# gateway of the same build).
-test-sanitize: deps
-	cmake -S . -B $(SANITIZE_BUILD_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DLUMBRIX_SANITIZE=ON
+# One sanitized build serves the sanitized suite and the fuzz targets:
+# clang with AddressSanitizer, UndefinedBehaviorSanitizer and libFuzzer's
+# coverage, debug information as line tables (what the reports need).
+define configure_sanitize
+	cmake -S . -B $(SANITIZE_BUILD_DIR) -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O2 -g1 -DNDEBUG" -DLUMBRIX_FUZZ=ON
+endef
+
+# The whole suite, unit and end-to-end, in the sanitized build (the
+# end-to-end tests start the sanitized gateway of the same build).
+test-sanitize: deps deps-fuzz
+	$(configure_sanitize)
 	$(SANITIZER_ENV) cmake --build $(SANITIZE_BUILD_DIR) -j $(JOBS)
 	cd $(SANITIZE_BUILD_DIR) && $(SANITIZER_ENV) ctest --output-on-failure -j $(JOBS)
 
 # Every libFuzzer target for FUZZ_SECONDS each (FUZZ_TARGETS=name... for a
-# few); fails on any finding. Built with clang in its own directory.
+# few), side by side; fails on any finding. Built in the sanitized build.
 fuzz: deps deps-fuzz
-	cmake -S . -B $(FUZZ_BUILD_DIR) -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	  -DLUMBRIX_FUZZ=ON -DLUMBRIX_TESTS=OFF
-	cmake --build $(FUZZ_BUILD_DIR) -j $(JOBS) --target fuzzers
-	fuzz/run-fuzzers.sh $(FUZZ_BUILD_DIR) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
+	$(configure_sanitize)
+	cmake --build $(SANITIZE_BUILD_DIR) -j $(JOBS) --target fuzzers
+	fuzz/run-fuzzers.sh $(SANITIZE_BUILD_DIR) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
 
 # SOAK_DATAGRAMS hostile and valid datagrams against the real gateway, then
 # a request of every family; not part of make test.
@@ -156,7 +161,7 @@ run: build
 	./$(BUILD_DIR)/lumbrix $(CONFIG)
 
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_BUILD_DIR) $(FUZZ_BUILD_DIR) $(BENCH_BUILD_DIR) $(AARCH64_BUILD_DIR) $(AARCH64_STATIC_BUILD_DIR)
+	rm -rf $(BUILD_DIR) $(SANITIZE_BUILD_DIR) $(BENCH_BUILD_DIR) $(AARCH64_BUILD_DIR) $(AARCH64_STATIC_BUILD_DIR)
 
 # Tools for integrators (tools/): a scripted session of the gateway with the
 # simulated radio side and App, and the check of the Wireshark dissector.
