@@ -81,13 +81,20 @@ protected:
     void SetUp() override
     {
         useTestLog(m_dir);
-        captureStdout([] {
-            // Once per process, as in the gateway: the loop and the
-            // listeners live until the process ends.
-            static bool s_started = (CIpcFramework::getInstance()->init() == 0 &&
-                                     CMsgHandleManager::getInstance()->init() == 0);
-            EXPECT_TRUE(s_started);
-        });
+        // Once per process, as in the gateway: the loop and the listeners
+        // live until the process ends. The loop's thread announces itself;
+        // its line is awaited here so that it lands in no test's output.
+        static bool s_started = [] {
+            bool started = false;
+            std::string out = captureStdout([&] {
+                started = CIpcFramework::getInstance()->init() == 0 && CMsgHandleManager::getInstance()->init() == 0;
+            });
+            for (int i = 0; i < 500 && out.find("Event loop thread is started") == std::string::npos; ++i) {
+                out += captureStdout([] { sleepMs(10); });
+            }
+            return started;
+        }();
+        EXPECT_TRUE(s_started);
         std::lock_guard<std::mutex> lock(g_mutex);
         g_calls.clear();
     }
