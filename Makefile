@@ -65,7 +65,12 @@ test: build
 # One sanitized build serves the sanitized suite and the fuzz targets:
 # clang with AddressSanitizer, UndefinedBehaviorSanitizer and libFuzzer's
 # coverage, debug information as line tables (what the reports need).
+# A build directory configured earlier with another compiler starts afresh.
 define configure_sanitize
+	@if [ -f $(SANITIZE_BUILD_DIR)/CMakeCache.txt ] && \
+	  ! grep -q '^CMAKE_CXX_COMPILER:.*clang++' $(SANITIZE_BUILD_DIR)/CMakeCache.txt; then \
+	  echo "$(SANITIZE_BUILD_DIR) was configured with another compiler: starting it afresh"; \
+	  rm -rf $(SANITIZE_BUILD_DIR); fi
 	cmake -S . -B $(SANITIZE_BUILD_DIR) -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	  -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O2 -g1 -DNDEBUG" -DLUMBRIX_FUZZ=ON
 endef
