@@ -92,6 +92,7 @@ TEST(Handlers, RadioFramesReturnTheirStatus)
         int32_t result;
     } rows[] = {
         {"Xolt2Protobuf.PhoneSet", bytes({0x01, 0x01, 0x32}), 0}, // gimbal speed set
+        {"Xolt2Protobuf.PhoneSet", bytes({0x02, 0x01, 0x32}), 0}, // gimbal speed read
         {"Xolt2Protobuf.PhoneSet", bytes({0x0d, 0x01, 0x01}), 0}, // calibration entered
         {"Xolt2Protobuf.PhoneSet", bytes({0x63}), 0},             // a type it does not serve
     };
