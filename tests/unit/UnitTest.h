@@ -48,6 +48,19 @@ inline void sleepMs(int ms)
     std::this_thread::sleep_for(std::chrono::milliseconds(ms));
 }
 
+// text without the event loop thread's start line: that thread prints it
+// whenever it first gets to run, which may be inside a test's capture.
+inline std::string withoutLoopStart(std::string text)
+{
+    const std::string line = "Event loop thread is started\n";
+    for (size_t at = text.find(line); at != std::string::npos; at = text.find(line)) {
+        const size_t newline = text.rfind('\n', at);
+        const size_t from = newline == std::string::npos ? 0 : newline + 1;
+        text.erase(from, at + line.size() - from);
+    }
+    return text;
+}
+
 // How many times part occurs in text.
 inline size_t countOf(const std::string& text, const std::string& part)
 {
