@@ -7,6 +7,7 @@
 // radio side and App, and their addresses from the gateway's configuration.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <sys/wait.h>
 
@@ -40,11 +41,14 @@ protected:
     }
 
     // A simulator in the background (through LUMBRIX_EXEC_WRAPPER as well),
-    // once the port it listens on is bound.
+    // once it holds the port it listens on.
     std::unique_ptr<GatewayProcess> spawn(const std::vector<std::string>& args, const std::string& name, uint16_t port)
     {
         auto child = std::make_unique<GatewayProcess>(args, h.dir.file(name), "", LUMBRIX_SIM_BINARY);
-        EXPECT_TRUE(within(5000, [&] { return udpPortBound(port); })) << child->output();
+        EXPECT_TRUE(within(5000, [&] {
+            const std::vector<pid_t> holders = udpPortHolders(port);
+            return std::find(holders.begin(), holders.end(), child->pid()) != holders.end();
+        })) << child->output();
         return child;
     }
 

@@ -8,6 +8,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <set>
 #include <fcntl.h>
 #include <iterator>
 #include <map>
@@ -118,11 +120,39 @@ std::string describeExit(int status)
                                  : "status " + std::to_string(status);
 }
 
-bool udpPortBound(uint16_t port)
+std::vector<pid_t> udpPortHolders(uint16_t port)
 {
-    char local[32];
-    snprintf(local, sizeof(local), "0100007F:%04X ", port);
-    return readFile("/proc/net/udp").find(local) != std::string::npos;
+    // A row of /proc/net/udp: sl, local address, remote address, state,
+    // queues, timer, retransmits, uid, timeout, inode ...
+    char local[16];
+    snprintf(local, sizeof(local), "0100007F:%04X", port);
+    std::istringstream rows(readFile("/proc/net/udp"));
+    std::set<std::string> sockets;
+    for (std::string row; std::getline(rows, row);) {
+        std::istringstream words(row);
+        std::string word[10];
+        for (std::string& w : word) {
+            words >> w;
+        }
+        if (word[1] == local) {
+            sockets.insert("socket:[" + word[9] + "]");
+        }
+    }
+    std::vector<pid_t> holders;
+    if (sockets.empty()) {
+        return holders;
+    }
+    std::error_code error;
+    for (const auto& process : std::filesystem::directory_iterator("/proc", error)) {
+        const pid_t pid = static_cast<pid_t>(atoi(process.path().filename().c_str()));
+        for (const auto& fd : std::filesystem::directory_iterator(process.path() / "fd", error)) {
+            if (pid > 0 && sockets.count(std::filesystem::read_symlink(fd.path(), error).string()) != 0) {
+                holders.push_back(pid);
+                break;
+            }
+        }
+    }
+    return holders;
 }
 
 std::string GatewayHarness::configJson(const std::string& level) const
@@ -162,13 +192,37 @@ GatewayHarness::~GatewayHarness()
 
 bool GatewayHarness::start(const std::string& level, const std::vector<std::string>& extraArgs)
 {
-    process.reset(); // a gateway started before ends first
-    writeFile(configPath, configJson(level));
-    std::vector<std::string> args{configPath};
-    args.insert(args.end(), extraArgs.begin(), extraArgs.end());
-    process.reset(new GatewayProcess(args, outputPath, dir.path()));
-    // Up when both service ports are bound (the kernel's socket table tells,
-    // whatever the log level lets the gateway print).
-    return within(5000, [&] { return !process->running() || (udpPortBound(xoltPort) && udpPortBound(protobufPort)); }) &&
-           process->running();
+    // Free ports are only free when chosen: a test running beside this one
+    // may bind one before the gateway does. Up is when the gateway itself
+    // holds both (the kernel's socket table tells, whatever the log level
+    // lets it print); a port held by another process means a new pair.
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        if (attempt > 0) {
+            process.reset();
+            std::remove(logPath.c_str());
+            xoltPort = freeUdpPort();
+            protobufPort = freeUdpPort();
+        }
+        writeFile(configPath, configJson(level));
+        std::vector<std::string> args{configPath};
+        args.insert(args.end(), extraArgs.begin(), extraArgs.end());
+        process.reset(new GatewayProcess(args, outputPath, dir.path()));
+        int mine = 0;
+        bool taken = false;
+        const auto look = [&] {
+            mine = 0;
+            taken = false;
+            for (const uint16_t port : {xoltPort, protobufPort}) {
+                const std::vector<pid_t> holders = udpPortHolders(port);
+                const bool held = std::find(holders.begin(), holders.end(), process->pid()) != holders.end();
+                mine += held ? 1 : 0;
+                taken = taken || (!held && !holders.empty());
+            }
+            return !process->running() || mine == 2 || taken;
+        };
+        if (!within(5000, look) || !taken) {
+            return mine == 2 && process->running();
+        }
+    }
+    return false;
 }

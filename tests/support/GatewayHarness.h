@@ -51,8 +51,8 @@ private:
 bool within(int timeoutMs, const std::function<bool()>& ok);
 // How a child ended, from its waitpid status ("exit code 1", "signal 11").
 std::string describeExit(int status);
-// True when some socket is bound to 127.0.0.1:port for UDP.
-bool udpPortBound(uint16_t port);
+// The processes holding a UDP socket bound to 127.0.0.1:port.
+std::vector<pid_t> udpPortHolders(uint16_t port);
 
 // A running gateway on loopback with a stand-in radio side and App: the
 // configuration points the "transmit" client at radio and the "app" client
@@ -69,7 +69,8 @@ public:
     // The configuration text for the given log level ("Error" ... "Debug").
     std::string configJson(const std::string& level) const;
     // Writes the configuration, starts the gateway and waits until both
-    // services listen. False when it did not.
+    // services listen (on new ports if another process took one first).
+    // False when they did not.
     bool start(const std::string& level = "Debug", const std::vector<std::string>& extraArgs = {});
 
     bool sendFrame(const std::string& bytes) { return radio.sendTo(xoltPort, bytes); }
