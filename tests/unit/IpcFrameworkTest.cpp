@@ -254,6 +254,11 @@ TEST_F(IpcFrameworkTest, TcpServerDeliversTheStreamOfAnAcceptedConnection)
     EXPECT_EQ(connection->reads(1)[0], CRecordingHandle::read(1, "p", boundPort(client->getHandle())));
     EXPECT_EQ(connection->getIpcType(), E_IPC_TYPE_TCP_Client);
     EXPECT_EQ(framework()->getHandleBase(connection->getHandle()), connection);
+    // A stream closed for writing: the send fails, in one line, without a SIGPIPE.
+    shutdown(client->getHandle(), SHUT_WR);
+    const std::string out = captureStdout(
+        [&] { EXPECT_EQ(framework()->sendData(E_IPC_TYPE_TCP, client->getHandle(), "p", 1, "", 0), -1); });
+    EXPECT_THAT(out, HasSubstr("Fail to send tcp data, error:32, fd:" + std::to_string(client->getHandle())));
     close(client->getHandle());
 }
 
