@@ -7,7 +7,6 @@
 // radio side and App, and their addresses from the gateway's configuration.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <csignal>
 #include <sys/wait.h>
 
@@ -45,10 +44,7 @@ protected:
     std::unique_ptr<GatewayProcess> spawn(const std::vector<std::string>& args, const std::string& name, uint16_t port)
     {
         auto child = std::make_unique<GatewayProcess>(args, h.dir.file(name), "", LUMBRIX_SIM_BINARY);
-        EXPECT_TRUE(within(5000, [&] {
-            const std::vector<pid_t> holders = udpPortHolders(port);
-            return std::find(holders.begin(), holders.end(), child->pid()) != holders.end();
-        })) << child->output();
+        EXPECT_TRUE(within(5000, [&] { return udpPortHeldBy(port, child->pid()); })) << child->output();
         return child;
     }
 

@@ -155,6 +155,12 @@ std::vector<pid_t> udpPortHolders(uint16_t port)
     return holders;
 }
 
+bool udpPortHeldBy(uint16_t port, pid_t pid)
+{
+    const std::vector<pid_t> holders = udpPortHolders(port);
+    return std::find(holders.begin(), holders.end(), pid) != holders.end();
+}
+
 std::string GatewayHarness::configJson(const std::string& level) const
 {
     std::string json = R"({"serviceEntity": [
@@ -213,10 +219,9 @@ bool GatewayHarness::start(const std::string& level, const std::vector<std::stri
             mine = 0;
             taken = false;
             for (const uint16_t port : {xoltPort, protobufPort}) {
-                const std::vector<pid_t> holders = udpPortHolders(port);
-                const bool held = std::find(holders.begin(), holders.end(), process->pid()) != holders.end();
+                const bool held = udpPortHeldBy(port, process->pid());
                 mine += held ? 1 : 0;
-                taken = taken || (!held && !holders.empty());
+                taken = taken || (!held && !udpPortHolders(port).empty());
             }
             return !process->running() || mine == 2 || taken;
         };

@@ -53,6 +53,8 @@ bool within(int timeoutMs, const std::function<bool()>& ok);
 std::string describeExit(int status);
 // The processes holding a UDP socket bound to 127.0.0.1:port.
 std::vector<pid_t> udpPortHolders(uint16_t port);
+// True when process pid is one of them.
+bool udpPortHeldBy(uint16_t port, pid_t pid);
 
 // A running gateway on loopback with a stand-in radio side and App: the
 // configuration points the "transmit" client at radio and the "app" client
