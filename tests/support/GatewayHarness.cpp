@@ -203,8 +203,8 @@ bool GatewayHarness::start(const std::string& level, const std::vector<std::stri
     // holds both (the kernel's socket table tells, whatever the log level
     // lets it print); a port held by another process means a new pair.
     for (int attempt = 0; attempt < 5; ++attempt) {
+        process.reset(); // a gateway started before ends first, its ports free again
         if (attempt > 0) {
-            process.reset();
             std::remove(logPath.c_str());
             xoltPort = freeUdpPort();
             protobufPort = freeUdpPort();
