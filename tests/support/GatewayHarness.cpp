@@ -219,9 +219,10 @@ bool GatewayHarness::start(const std::string& level, const std::vector<std::stri
             mine = 0;
             taken = false;
             for (const uint16_t port : {xoltPort, protobufPort}) {
-                const bool held = udpPortHeldBy(port, process->pid());
+                const std::vector<pid_t> holders = udpPortHolders(port); // one look for both questions
+                const bool held = std::find(holders.begin(), holders.end(), process->pid()) != holders.end();
                 mine += held ? 1 : 0;
-                taken = taken || (!held && !udpPortHolders(port).empty());
+                taken = taken || (!held && !holders.empty());
             }
             return !process->running() || mine == 2 || taken;
         };
