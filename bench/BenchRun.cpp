@@ -1,9 +1,5 @@
 #include "BenchRun.h"
 
-#include <arpa/inet.h>
-#include <dirent.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -11,6 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "kit/UdpPeer.h"
 
 namespace {
 
@@ -67,50 +65,6 @@ std::string loadAverage()
         end = line.find(' ', end + 1);
     }
     return line.substr(0, end);
-}
-
-// A UDP port on 127.0.0.1 that was free a moment ago.
-uint16_t freePort()
-{
-    const int fd = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in addr = {};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof(addr);
-    uint16_t port = 0;
-    if (fd >= 0 && bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) == 0 &&
-        getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len) == 0) {
-        port = ntohs(addr.sin_port);
-    }
-    if (fd >= 0) {
-        close(fd);
-    }
-    return port;
-}
-
-bool writeText(const std::string& path, const std::string& text)
-{
-    FILE* file = fopen(path.c_str(), "w");
-    if (file == nullptr) {
-        return false;
-    }
-    const bool ok = fwrite(text.data(), 1, text.size(), file) == text.size();
-    return fclose(file) == 0 && ok;
-}
-
-// The temporary directory holds flat files only (configuration and logs).
-void removeDir(const std::string& dir)
-{
-    DIR* d = opendir(dir.c_str());
-    if (d != nullptr) {
-        while (dirent* entry = readdir(d)) {
-            if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0) {
-                unlink((dir + "/" + entry->d_name).c_str());
-            }
-        }
-        closedir(d);
-    }
-    rmdir(dir.c_str());
 }
 
 // The gateway's configuration: both services on loopback, both clients (the
@@ -218,7 +172,7 @@ uint64_t CBenchRun::measure(const char* subject, const CChildProcess& child, con
 
 bool CBenchRun::runRelay(bool plain)
 {
-    const uint16_t port = freePort();
+    const uint16_t port = CUdpPeer::freePort();
     const uint64_t planned = 2 * (m_opt.warmup + m_opt.count + m_opt.latencyCount) + 10000;
     std::vector<std::string> argv = {m_opt.relay, "--listen", std::to_string(port), "--to",
                                      std::to_string(m_load.port()), "--count", std::to_string(planned),
@@ -227,7 +181,7 @@ bool CBenchRun::runRelay(bool plain)
         argv.push_back("--plain");
     }
     CChildProcess relay;
-    if (relay.start(argv, m_opt.gatewayCpu) != 0) {
+    if (relay.start(argv, pinned()) != 0) {
         fprintf(stderr, "cannot start %s\n", m_opt.relay.c_str());
         ++m_failures;
         return false;
@@ -240,22 +194,22 @@ bool CBenchRun::runRelay(bool plain)
 
 bool CBenchRun::runGateway(const char* subject, const char* level)
 {
-    const uint16_t ports[2] = {freePort(), freePort()};
-    const std::string config = m_dir + "/lumbrix-" + level + ".json";
-    if (!writeText(config, gatewayConfig(ports[E_BENCH_PATH_RADIO_TO_APP], ports[E_BENCH_PATH_APP_TO_RADIO],
-                                         m_load.port(), level, m_dir + "/aiService-" + level + ".log"))) {
+    const uint16_t ports[2] = {CUdpPeer::freePort(), CUdpPeer::freePort()};
+    const std::string config = m_dir.file(std::string("lumbrix-") + level + ".json");
+    if (!writeFile(config, gatewayConfig(ports[E_BENCH_PATH_RADIO_TO_APP], ports[E_BENCH_PATH_APP_TO_RADIO],
+                                         m_load.port(), level, m_dir.file(std::string("aiService-") + level + ".log")))) {
         fprintf(stderr, "cannot write %s\n", config.c_str());
         ++m_failures;
         return false;
     }
     CChildProcess gateway;
-    if (gateway.start({m_opt.gateway, config}, m_opt.gatewayCpu) != 0) {
+    if (gateway.start({m_opt.gateway, config}, pinned()) != 0) {
         fprintf(stderr, "cannot start %s\n", m_opt.gateway.c_str());
         ++m_failures;
         return false;
     }
     const uint64_t messages = measure(subject, gateway, ports);
-    const long rss = gateway.peakRssKiB();
+    const long rss = gateway.statusKiB("VmHWM");
     for (EBenchPath path : PATHS) {
         TBenchRow& row = m_rows[rowKey(subject, path)];
         if (rss > row.peakRssKiB) {
@@ -374,12 +328,10 @@ bool CBenchRun::checkTargets()
 
 int CBenchRun::run()
 {
-    char dirTemplate[] = "/tmp/lumbrix-bench.XXXXXX";
-    if (mkdtemp(dirTemplate) == nullptr || m_load.open() != 0) {
+    if (m_dir.path().empty() || m_load.open() != 0) {
         fprintf(stderr, "cannot set up the load generator\n");
         return 1;
     }
-    m_dir = dirTemplate;
     m_load.setSpin(!m_opt.blockingLoad);
 
     utsname host = {};
@@ -413,8 +365,6 @@ int CBenchRun::run()
         }
         recordRatios();
     }
-    removeDir(m_dir);
-
     printTable();
     if (m_minBusy < BUSY_WARNING) {
         printf("\nSome runs kept the process under test on its CPU only %.0f%% of the time: something else ran\n"

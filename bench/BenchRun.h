@@ -7,7 +7,8 @@
 #include <vector>
 
 #include "BenchTraffic.h"
-#include "ChildProcess.h"
+#include "kit/ChildProcess.h"
+#include "kit/TempDir.h"
 #include "LoadGenerator.h"
 
 // What make bench runs; the defaults are its figures.
@@ -63,13 +64,19 @@ private:
     {
         return ("," + m_opt.subjects + ",").find(std::string(",") + subject + ",") != std::string::npos;
     }
+    TChildOptions pinned() const
+    {
+        TChildOptions options;
+        options.cpu = m_opt.gatewayCpu;
+        return options;
+    }
     void recordRatios();
     void printTable();
     bool checkTargets();
 
     TBenchOptions m_opt;
     CLoadGenerator m_load;
-    std::string m_dir;
+    CTempDir m_dir;
     std::map<std::string, TBenchRow> m_rows; // subject + path
     // This round's figures, for the ratios.
     std::map<std::string, TLoadResult> m_roundWindow;

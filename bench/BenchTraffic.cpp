@@ -2,12 +2,12 @@
 
 #include <cstring>
 
-#include "RcCommandDefine.h"
-#include "SampleTraffic.h"
-#include "XoltByteOrder.h"
-#include "XoltCrc.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "msgHandle/RcCommandDefine.h"
+#include "kit/SampleTraffic.h"
+#include "msgHandle/XoltByteOrder.h"
+#include "msgHandle/XoltCrc.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 namespace qp = quelby::protocol;

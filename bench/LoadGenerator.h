@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "BenchTraffic.h"
+#include "kit/UdpPeer.h"
 
 // What one measured run gave.
 struct TLoadResult {
@@ -39,7 +40,7 @@ public:
 
     // Binds the socket to an ephemeral port. 0 or -1.
     int open();
-    uint16_t port() const { return m_port; }
+    uint16_t port() const { return m_peer.port(); }
     void setSpin(bool spin) { m_bSpin = spin; }
 
     // Sends one request at a time until one is answered; false when none
@@ -62,8 +63,8 @@ private:
 
     int sendBatch(EBenchPath path, uint16_t targetPort, int n, uint64_t now);
 
-    int m_fd;
-    uint16_t m_port;
+    CUdpPeer m_peer;
+    int m_fd; // the peer's, driven with batched calls
     uint32_t m_nextTag;
     uint8_t m_seq;
     bool m_bSpin;

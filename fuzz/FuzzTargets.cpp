@@ -22,19 +22,19 @@
 #include <fstream>
 #include <memory>
 
-#include "ClientEntityManager.h"
-#include "FileUtil.h"
-#include "GlobalStatus.h"
-#include "JsonNode.h"
-#include "JsonParser.h"
-#include "KsLog.h"
-#include "LoggerConfig.h"
-#include "LumbrixConfig.h"
-#include "MsgHandleManager.h"
-#include "OutputCheck.h"
-#include "ProtobufService.h"
-#include "SampleTraffic.h"
-#include "XoltService.h"
+#include "dataAccess/client/ClientEntityManager.h"
+#include "common/util/FileUtil.h"
+#include "framework/GlobalStatus.h"
+#include "common/core/JsonNode.h"
+#include "common/core/JsonParser.h"
+#include "common/core/KsLog.h"
+#include "framework/LoggerConfig.h"
+#include "framework/LumbrixConfig.h"
+#include "msgHandle/MsgHandleManager.h"
+#include "kit/OutputCheck.h"
+#include "dataAccess/service/ProtobufService.h"
+#include "kit/SampleTraffic.h"
+#include "dataAccess/service/XoltService.h"
 
 namespace qp = quelby::protocol;
 

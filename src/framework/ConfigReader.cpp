@@ -1,7 +1,7 @@
-#include "ConfigReader.h"
+#include "framework/ConfigReader.h"
 
-#include "JsonParser.h"
-#include "KsLog.h"
+#include "common/core/JsonParser.h"
+#include "common/core/KsLog.h"
 
 int CConfigReader::load(const std::string& fileOrText, CJsonNode& root)
 {

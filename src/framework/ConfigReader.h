@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "JsonNode.h"
+#include "common/core/JsonNode.h"
 
 // The reading rules shared by the gateway's and the logger's configuration:
 // the document comes from a file or, when no file of that name exists, from

@@ -1,4 +1,4 @@
-#include "GlobalStatus.h"
+#include "framework/GlobalStatus.h"
 
 int32_t CGlobalStatus::ms_iCurRcCalibrationCmd = -1;
 int32_t CGlobalStatus::ms_iCurStartMatchingMsgSequence = -1;

@@ -1,11 +1,11 @@
-#include "LoggerConfig.h"
+#include "framework/LoggerConfig.h"
 
 #include <cstdio>
 #include <string>
 
-#include "ConfigReader.h"
-#include "JsonNode.h"
-#include "KsLog.h"
+#include "framework/ConfigReader.h"
+#include "common/core/JsonNode.h"
+#include "common/core/KsLog.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <list>
 #include <string>
 
-#include "EntityInfo.h"
+#include "framework/EntityInfo.h"
 
 class CJsonNode;
 

@@ -1,16 +1,16 @@
-#include "LumbrixMainCtrl.h"
+#include "main/LumbrixMainCtrl.h"
 
 #include <new>
 
-#include "ClientBase.h"
-#include "ClientEntityManager.h"
-#include "IpcFramework.h"
-#include "KsLog.h"
-#include "KsTime.h"
-#include "LumbrixConfig.h"
-#include "MsgHandleManager.h"
-#include "Reflex.h"
-#include "ServiceBase.h"
+#include "dataAccess/client/ClientBase.h"
+#include "dataAccess/client/ClientEntityManager.h"
+#include "common/ipc/IpcFramework.h"
+#include "common/core/KsLog.h"
+#include "common/util/KsTime.h"
+#include "framework/LumbrixConfig.h"
+#include "msgHandle/MsgHandleManager.h"
+#include "common/ipc/Reflex.h"
+#include "dataAccess/service/ServiceBase.h"
 
 namespace {
 

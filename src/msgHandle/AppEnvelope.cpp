@@ -1,9 +1,9 @@
-#include "AppEnvelope.h"
+#include "msgHandle/AppEnvelope.h"
 
-#include "ClientBase.h"
-#include "ClientEntityManager.h"
-#include "KsLog.h"
-#include "KsTime.h"
+#include "dataAccess/client/ClientBase.h"
+#include "dataAccess/client/ClientEntityManager.h"
+#include "common/core/KsLog.h"
+#include "common/util/KsTime.h"
 #include "quelby_protocol.pb.h"
 
 const std::string& CAppEnvelope::serialize(const char* token, int32_t headType, uint32_t messageId,

@@ -1,10 +1,10 @@
-#include "MsgHandleManager.h"
+#include "msgHandle/MsgHandleManager.h"
 
 #include <list>
 
-#include "KsLog.h"
-#include "Reflex.h"
-#include "XoltProtocol.h"
+#include "common/core/KsLog.h"
+#include "common/ipc/Reflex.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 

@@ -6,9 +6,9 @@
 #include <memory>
 #include <mutex>
 
-#include "Protobuf2XoltHandleBase.h"
-#include "Xolt2ProtobufHandleBase.h"
-#include "KsSingleton.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
+#include "msgHandle/Xolt2ProtobufHandleBase.h"
+#include "common/core/KsSingleton.h"
 
 // The one place that decides which handler takes a message. init() creates
 // every handler the factory registry knows under "Protobuf2Xolt" and

@@ -1,6 +1,6 @@
-#include "NestCommandTable.h"
+#include "msgHandle/NestCommandTable.h"
 
-#include "NestCommandDefine.h"
+#include "msgHandle/NestCommandDefine.h"
 #include "quelby_protocol.pb.h"
 
 namespace {

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "KsLog.h"
-#include "Reflex.h"
+#include "common/core/KsLog.h"
+#include "common/ipc/Reflex.h"
 
 namespace google {
 namespace protobuf {

@@ -1,6 +1,6 @@
-#include "Xolt2ProtobufHandleBase.h"
+#include "msgHandle/Xolt2ProtobufHandleBase.h"
 
-#include "XoltProtocol.h"
+#include "msgHandle/XoltProtocol.h"
 
 CXolt2ProtobufHandleBase::CXolt2ProtobufHandleBase() : m_ulMsgType(0) {}
 

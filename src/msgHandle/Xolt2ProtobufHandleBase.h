@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "KsLog.h"
-#include "Reflex.h"
+#include "common/core/KsLog.h"
+#include "common/ipc/Reflex.h"
 
 struct __xolt_message_head;
 

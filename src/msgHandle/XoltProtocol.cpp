@@ -1,10 +1,10 @@
-#include "XoltProtocol.h"
+#include "msgHandle/XoltProtocol.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 
-#include "XoltMessageDefine.h"
+#include "msgHandle/XoltMessageDefine.h"
 
 // The catalogue's CRC extras must agree with the table the parser checks
 // against; the set-gimbal-speed extra is the one deliberate exception.

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "XoltCrc.h"
+#include "msgHandle/XoltCrc.h"
 
 // The Xolt link frame codec: the in-memory message record shared by both
 // directions, the byte-by-byte receive parser with its per-channel state, and

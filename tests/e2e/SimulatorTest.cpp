@@ -44,7 +44,7 @@ protected:
     std::unique_ptr<GatewayProcess> spawn(const std::vector<std::string>& args, const std::string& name, uint16_t port)
     {
         auto child = std::make_unique<GatewayProcess>(args, h.dir.file(name), "", LUMBRIX_SIM_BINARY);
-        EXPECT_TRUE(within(5000, [&] { return udpPortHeldBy(port, child->pid()); })) << child->output();
+        EXPECT_EQ(child->holdPorts({port}, 5000), CChildProcess::E_PORTS_HELD) << child->output();
         return child;
     }
 

@@ -22,8 +22,8 @@
 #include <random>
 
 #include "GatewayHarness.h"
-#include "OutputCheck.h"
-#include "SampleTraffic.h"
+#include "kit/OutputCheck.h"
+#include "kit/SampleTraffic.h"
 
 namespace qp = quelby::protocol;
 using Clock = std::chrono::steady_clock;

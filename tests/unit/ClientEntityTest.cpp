@@ -1,10 +1,10 @@
 // Client entities and their manager: slots by service id, replacement, and
 // the UDP client after stop.
-#include "ClientBase.h"
-#include "ClientEntityManager.h"
-#include "IpcDriverManager.h"
-#include "UdpClient.h"
-#include "UdpPeer.h"
+#include "dataAccess/client/ClientBase.h"
+#include "dataAccess/client/ClientEntityManager.h"
+#include "common/ipc/ipcDriver/IpcDriverManager.h"
+#include "dataAccess/client/UdpClient.h"
+#include "kit/UdpPeer.h"
 #include "UnitTest.h"
 
 namespace {
@@ -46,7 +46,7 @@ protected:
         return {result, out};
     }
 
-    TempDir m_dir;
+    CTempDir m_dir;
 };
 
 // Slots 0 to 3; a client outside them is ignored without a line, and a
@@ -86,7 +86,7 @@ TEST_F(ClientEntityTest, ClientIsFoundByItsServiceIdAndALaterOneReplacesIt)
 
 TEST_F(ClientEntityTest, UdpClientSendsNothingOnceStopped)
 {
-    UdpPeer peer;
+    CUdpPeer peer{0};
     CClientEntityInfo info;
     info.m_iServiceId = E_SERVICE_ID_APP;
     info.m_strRemoteIP = "127.0.0.1";

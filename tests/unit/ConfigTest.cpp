@@ -1,9 +1,9 @@
 // Gateway and logger configuration loading, and the CPU list parser: one
 // table each of what goes in and what is loaded, printed or refused.
-#include "CpuAffinity.h"
-#include "KsLog.h"
-#include "LoggerConfig.h"
-#include "LumbrixConfig.h"
+#include "main/CpuAffinity.h"
+#include "common/core/KsLog.h"
+#include "framework/LoggerConfig.h"
+#include "framework/LumbrixConfig.h"
 #include "UnitTest.h"
 
 namespace {
@@ -45,7 +45,7 @@ std::string loaded(CLumbrixConfig& config)
 class ConfigTest : public testing::Test {
 protected:
     void SetUp() override { useTestLog(m_dir, E_LOG_LEVEL_DEBUG); }
-    TempDir m_dir;
+    CTempDir m_dir;
 };
 
 TEST_F(ConfigTest, GatewayRecordsAreLoadedInFileOrderOrRefusedWithTheirMessage)

@@ -5,9 +5,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "EventLoop.h"
-#include "IpcDriverManager.h"
-#include "IpcHandleBase.h"
+#include "common/ipc/eventDriver/EventLoop.h"
+#include "common/ipc/ipcDriver/IpcDriverManager.h"
+#include "common/ipc/IpcHandleBase.h"
 #include "UnitTest.h"
 
 namespace {
@@ -93,7 +93,7 @@ class EventLoopTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        static TempDir dir;
+        static CTempDir dir;
         static CEventLoop* loop = [] {
             useTestLog(dir);
             for (SPIpcDriverBase driver : {SPIpcDriverBase(g_spShmDriver), SPIpcDriverBase(g_spTcpDriver)}) {

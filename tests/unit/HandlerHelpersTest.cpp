@@ -2,13 +2,13 @@
 // repair of radio text before it goes into an App string field.
 #include <cstring>
 
-#include "Protobuf2XoltHandleBase.h"
-#include "Reflex.h"
-#include "TestMessages.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
+#include "common/ipc/Reflex.h"
+#include "kit/TestMessages.h"
 #include "UnitTest.h"
-#include "Utf8Text.h"
-#include "Xolt2ProtobufHandleBase.h"
-#include "XoltProtocol.h"
+#include "msgHandle/Utf8Text.h"
+#include "msgHandle/Xolt2ProtobufHandleBase.h"
+#include "msgHandle/XoltProtocol.h"
 
 namespace {
 
@@ -56,7 +56,7 @@ std::unique_ptr<T> makeHandler(const std::string& key)
 // App requests: the factory key, the envelope (no body: no data), the result.
 TEST(Handlers, AppRequestsReturnTheirStatus)
 {
-    static TempDir dir;
+    static CTempDir dir;
     useTestLog(dir);
     quelby::protocol::DroneParamMessageRequest gimbal;
     gimbal.add_params_list()->set_param_id(quelby::protocol::GIMBAL_PITCH_SPEED_MSG);
@@ -84,7 +84,7 @@ TEST(Handlers, AppRequestsReturnTheirStatus)
 // Radio frames: the factory key, the payload, the result.
 TEST(Handlers, RadioFramesReturnTheirStatus)
 {
-    static TempDir dir;
+    static CTempDir dir;
     useTestLog(dir);
     const struct {
         const char* key;

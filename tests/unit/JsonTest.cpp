@@ -1,7 +1,7 @@
 // JSON access: child nodes and loading. The getters are checked through
 // the configuration's keys (ConfigTest).
-#include "JsonNode.h"
-#include "JsonParser.h"
+#include "common/core/JsonNode.h"
+#include "common/core/JsonParser.h"
 #include "UnitTest.h"
 
 namespace {
@@ -46,7 +46,7 @@ TEST(JsonNode, ChildrenByKeyOnObjectsAndByIndexOnArrays)
 
 TEST(JsonParser, ALoadReplacesTheDocumentOnlyWhenItParses)
 {
-    TempDir dir;
+    CTempDir dir;
     writeFile(dir.file("good.json"), "// gateway settings\n{\"log\": {\"level\": \"Info\"}}\n");
     writeFile(dir.file("bad.json"), "{\"log\": ");
     const struct {

@@ -7,8 +7,8 @@
 #include <iomanip>
 #include <regex>
 
-#include "FileUtil.h"
-#include "KsLog.h"
+#include "common/util/FileUtil.h"
+#include "common/core/KsLog.h"
 #include "UnitTest.h"
 
 namespace {
@@ -75,7 +75,7 @@ protected:
 
     std::string backup(int i) const { return m_strLogPath + "." + std::to_string(i); }
 
-    TempDir m_dir;
+    CTempDir m_dir;
     std::string m_strLogPath = m_dir.file("ai.log");
 };
 

@@ -5,7 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "KsSignal.h"
+#include "common/util/KsSignal.h"
 #include "UnitTest.h"
 
 namespace {
@@ -14,7 +14,7 @@ namespace {
 // standard output, where every log line goes too, to another; returns the
 // wait status and that output. A child still running after five seconds is
 // killed.
-std::pair<int, std::string> runChild(const TempDir& dir, const std::function<void()>& body)
+std::pair<int, std::string> runChild(const CTempDir& dir, const std::function<void()>& body)
 {
     const std::string outPath = dir.file("child.out");
     fflush(stdout);
@@ -84,7 +84,7 @@ TEST(KsSignal, HandledSignalsAreLoggedAndTheProcessCarriesOn)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.m_pszName);
-        TempDir dir;
+        CTempDir dir;
         const auto child = runChild(dir, row.m_body);
         if (row.m_iTermSignal == 0) {
             ASSERT_TRUE(WIFEXITED(child.first));

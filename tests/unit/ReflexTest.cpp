@@ -1,5 +1,5 @@
 // The factory registry: what a prefix creates, in key order.
-#include "Reflex.h"
+#include "common/ipc/Reflex.h"
 #include "UnitTest.h"
 
 namespace {

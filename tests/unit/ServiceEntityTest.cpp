@@ -4,13 +4,13 @@
 // handlers register under the manager's own prefix, with ids that no
 // gateway handler serves. Envelope dispatch is checked through the real
 // gateway by the end-to-end tests.
-#include "IpcFramework.h"
-#include "MsgHandleManager.h"
-#include "Reflex.h"
-#include "ServiceBase.h"
-#include "UdpPeer.h"
+#include "common/ipc/IpcFramework.h"
+#include "msgHandle/MsgHandleManager.h"
+#include "common/ipc/Reflex.h"
+#include "dataAccess/service/ServiceBase.h"
+#include "kit/UdpPeer.h"
 #include "UnitTest.h"
-#include "XoltProtocol.h"
+#include "msgHandle/XoltProtocol.h"
 
 namespace {
 
@@ -113,12 +113,12 @@ protected:
         return info;
     }
 
-    TempDir m_dir;
+    CTempDir m_dir;
 };
 
 TEST_F(ServiceEntityTest, OnlySocketTypesZeroAndTwoOpenAListener)
 {
-    UdpPeer holder;
+    CUdpPeer holder{0};
     const std::string inUse = "listen ip:127.0.0.1, listen port:" + std::to_string(holder.port());
     const struct {
         const char* m_pszKey;
@@ -137,7 +137,7 @@ TEST_F(ServiceEntityTest, OnlySocketTypesZeroAndTwoOpenAListener)
     };
     for (const auto& row : rows) {
         ICServiceBase* service = makeService(row.m_pszKey);
-        const uint16_t port = row.m_bPortInUse ? holder.port() : freeUdpPort();
+        const uint16_t port = row.m_bPortInUse ? holder.port() : CUdpPeer::freePort();
         const std::string out = captureStdout([&] {
             EXPECT_EQ(row.m_iResult, service->start(serviceRecord(row.m_iSocketType, port)));
             EXPECT_EQ(0, service->stop());
@@ -164,9 +164,9 @@ TEST_F(ServiceEntityTest, LinkDatagramsReachTheHandlerFrameByFrame)
     EXPECT_EQ("", withoutLoopStart(out));
     EXPECT_EQ((std::vector<std::string>{"Frame seq 0 len 2 first 17"}), waitForCalls(1));
 
-    const uint16_t port = freeUdpPort();
+    const uint16_t port = CUdpPeer::freePort();
     captureStdout([&] { ASSERT_EQ(0, service->start(serviceRecord(2, port))); });
-    UdpPeer radio;
+    CUdpPeer radio{0};
     ASSERT_TRUE(radio.sendTo(port, "\x01\x02garbage" + kFrameA + kFrameB));
     ASSERT_TRUE(radio.sendTo(port, kFrameC.substr(0, 9)));
     ASSERT_TRUE(radio.sendTo(port, kFrameC.substr(9)));

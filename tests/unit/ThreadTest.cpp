@@ -2,8 +2,8 @@
 // thread, and the thread base class whose wait() ends on a stop request.
 #include <pthread.h>
 
-#include "KsThread.h"
-#include "ThreadGenerator.h"
+#include "common/core/KsThread.h"
+#include "common/core/ThreadGenerator.h"
 #include "UnitTest.h"
 
 namespace {

@@ -5,13 +5,13 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "FileUtil.h"
-#include "KsTime.h"
+#include "common/util/FileUtil.h"
+#include "common/util/KsTime.h"
 #include "UnitTest.h"
 
 TEST(FileUtil, TypeSizeMoveRemoveAndListing)
 {
-    TempDir dir;
+    CTempDir dir;
     writeFile(dir.file("five"), "12345");
     const struct {
         std::string m_strPath;

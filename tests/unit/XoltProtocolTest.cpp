@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "UnitTest.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 
 namespace {
 

@@ -82,7 +82,7 @@ int CSimApp::configure(CSimArgs& args)
         return -1;
     }
     if (m_capture.isOpen()) {
-        m_socket.setCapture(&m_capture);
+        m_socket.setTap([this](const auto&... datagram) { m_capture.record(datagram...); });
     }
     return 0;
 }
@@ -148,11 +148,11 @@ int CSimApp::sendRequest(const TAppRequest& request)
     std::string bytes;
     envelope.SerializeToString(&bytes);
 
-    printf("--> request to %s (%s)\n%s", CSimUdpSocket::addressText(m_gateway).c_str(),
+    printf("--> request to %s (%s)\n%s", CUdpPeer::addressText(m_gateway).c_str(),
            CAppMessageText::summary(envelope).c_str(), CAppMessageText::describe(envelope, true).c_str());
     fflush(stdout);
     if (m_socket.sendTo(m_gateway, reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()) != 0) {
-        fprintf(stderr, "lumbrix-sim app: cannot send to %s\n", CSimUdpSocket::addressText(m_gateway).c_str());
+        fprintf(stderr, "lumbrix-sim app: cannot send to %s\n", CUdpPeer::addressText(m_gateway).c_str());
         return 2;
     }
 
@@ -193,7 +193,7 @@ int CSimApp::sendRequest(const TAppRequest& request)
             "lumbrix-sim app: no answer with message_id %s and sequence %lld within %lld ms (is the gateway up at "
             "%s, and the radio side answering?)\n",
             CAppMessageText::messageName(request.answerId).c_str(), static_cast<long long>(m_iSequence),
-            static_cast<long long>(m_iTimeoutMs), CSimUdpSocket::addressText(m_gateway).c_str());
+            static_cast<long long>(m_iTimeoutMs), CUdpPeer::addressText(m_gateway).c_str());
     return 1;
 }
 
@@ -234,7 +234,7 @@ bool CSimApp::receiveEnvelope(int timeoutMs, QuelbyMessage& out)
     out.Clear();
     if (!out.ParseFromArray(s_datagram, n) || !out.has_head_data()) {
         fprintf(stderr, "(a datagram of %d bytes from %s that is not an App envelope)\n", n,
-                CSimUdpSocket::addressText(from).c_str());
+                CUdpPeer::addressText(from).c_str());
         return false;
     }
     return true;

@@ -4,16 +4,16 @@
 #include <cstring>
 #include <string>
 
-#include "AtCommandDefine.h"
-#include "NestCommandDefine.h"
-#include "RcCommandDefine.h"
-#include "RcKeyDefine.h"
+#include "msgHandle/AtCommandDefine.h"
+#include "msgHandle/NestCommandDefine.h"
+#include "msgHandle/RcCommandDefine.h"
+#include "msgHandle/xolt2Protobuf/RcKeyDefine.h"
 #include "SimArgs.h"
 #include "SimConfig.h"
 #include "SimStop.h"
-#include "XoltByteOrder.h"
+#include "msgHandle/XoltByteOrder.h"
 #include "XoltFrameText.h"
-#include "XoltMessageDefine.h"
+#include "msgHandle/XoltMessageDefine.h"
 
 namespace {
 
@@ -234,7 +234,7 @@ int CSimRadio::configure(CSimArgs& args)
         return -1;
     }
     if (m_capture.isOpen()) {
-        m_socket.setCapture(&m_capture);
+        m_socket.setTap([this](const auto&... datagram) { m_capture.record(datagram...); });
     }
     return 0;
 }
@@ -254,8 +254,8 @@ int CSimRadio::run(int argc, char** argv)
         return 2;
     }
     printf("radio: listening on %s, answering the gateway at %s\n",
-           CSimUdpSocket::addressText(m_socket.localAddress()).c_str(),
-           CSimUdpSocket::addressText(m_gateway).c_str());
+           CUdpPeer::addressText(m_socket.localAddress()).c_str(),
+           CUdpPeer::addressText(m_gateway).c_str());
 
     const int64_t start = CSimStop::nowMs();
     int64_t nextReport = start;
@@ -523,7 +523,7 @@ void CSimRadio::sendBytes(const std::string& text, const uint8_t* bytes, size_t 
     fputs(text.c_str(), stdout);
     fflush(stdout);
     if (m_socket.sendTo(m_gateway, bytes, length) != 0) {
-        fprintf(stderr, "lumbrix-sim radio: cannot send to %s\n", CSimUdpSocket::addressText(m_gateway).c_str());
+        fprintf(stderr, "lumbrix-sim radio: cannot send to %s\n", CUdpPeer::addressText(m_gateway).c_str());
         return;
     }
     ++m_ulFramesOut;

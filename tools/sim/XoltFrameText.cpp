@@ -2,12 +2,12 @@
 
 #include <sstream>
 
-#include "AtCommandDefine.h"
-#include "NestCommandDefine.h"
-#include "RcCommandDefine.h"
-#include "RcKeyDefine.h"
-#include "XoltByteOrder.h"
-#include "XoltMessageDefine.h"
+#include "msgHandle/AtCommandDefine.h"
+#include "msgHandle/NestCommandDefine.h"
+#include "msgHandle/RcCommandDefine.h"
+#include "msgHandle/xolt2Protobuf/RcKeyDefine.h"
+#include "msgHandle/XoltByteOrder.h"
+#include "msgHandle/XoltMessageDefine.h"
 
 namespace {
 

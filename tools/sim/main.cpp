@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "KsLog.h"
+#include "common/core/KsLog.h"
 #include "LumbrixVersion.h"
 #include "SimApp.h"
 #include "SimRadio.h"

@@ -1,4 +1,4 @@
-#include "JsonNode.h"
+#include "common/core/JsonNode.h"
 
 CJsonNode::CJsonNode() : m_bNeedDestroyResource(false), m_pJsonValue(nullptr) {}
 

@@ -1,11 +1,11 @@
-#include "JsonParser.h"
+#include "common/core/JsonParser.h"
 
 #include <exception>
 #include <fstream>
 #include <memory>
 #include <sstream>
 
-#include "FileUtil.h"
+#include "common/util/FileUtil.h"
 
 namespace {
 

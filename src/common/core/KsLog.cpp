@@ -1,4 +1,4 @@
-#include "KsLog.h"
+#include "common/core/KsLog.h"
 
 #include <pthread.h>
 
@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "FileUtil.h"
-#include "KsTime.h"
+#include "common/util/FileUtil.h"
+#include "common/util/KsTime.h"
 
 namespace {
 

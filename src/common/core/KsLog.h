@@ -10,8 +10,8 @@
 #include <sstream>
 #include <string>
 
-#include "KsIDNameMap.h"
-#include "KsSingleton.h"
+#include "common/core/KsIDNameMap.h"
+#include "common/core/KsSingleton.h"
 
 enum {
     E_LOG_LEVEL_ERROR = 0,

@@ -1,4 +1,4 @@
-#include "KsThread.h"
+#include "common/core/KsThread.h"
 
 #include <chrono>
 

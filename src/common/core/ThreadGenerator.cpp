@@ -1,4 +1,4 @@
-#include "ThreadGenerator.h"
+#include "common/core/ThreadGenerator.h"
 
 #include <pthread.h>
 

@@ -1,15 +1,15 @@
-#include "IpcFramework.h"
+#include "common/ipc/IpcFramework.h"
 
 #include <cstdio>
 #include <new>
 #include <utility>
 
-#include "EventLoop.h"
-#include "IpcDriverManager.h"
-#include "IpcTcpSocketDriver.h"
-#include "IpcUdpSocketDriver.h"
-#include "Ipv4Address.h"
-#include "KsLog.h"
+#include "common/ipc/eventDriver/EventLoop.h"
+#include "common/ipc/ipcDriver/IpcDriverManager.h"
+#include "common/ipc/ipcDriver/IpcTcpSocketDriver.h"
+#include "common/ipc/ipcDriver/IpcUdpSocketDriver.h"
+#include "common/ipc/Ipv4Address.h"
+#include "common/core/KsLog.h"
 
 
 CIpcFramework::~CIpcFramework()

@@ -7,8 +7,8 @@
 #include <mutex>
 #include <string>
 
-#include "IpcHandleBase.h"
-#include "KsSingleton.h"
+#include "common/ipc/IpcHandleBase.h"
+#include "common/core/KsSingleton.h"
 
 class CEventLoop;
 

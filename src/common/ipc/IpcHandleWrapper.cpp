@@ -1,4 +1,4 @@
-#include "IpcHandleWrapper.h"
+#include "common/ipc/IpcHandleWrapper.h"
 
 #include <utility>
 

@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-#include "KsSingleton.h"
+#include "common/core/KsSingleton.h"
 
 // Creator registered for one concrete class: allocates an instance with new.
 typedef void* (*FuncCreator)();

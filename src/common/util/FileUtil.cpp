@@ -1,4 +1,4 @@
-#include "FileUtil.h"
+#include "common/util/FileUtil.h"
 
 #include <dirent.h>
 #include <sys/stat.h>

@@ -1,8 +1,8 @@
-#include "KsSignal.h"
+#include "common/util/KsSignal.h"
 
 #include <cerrno>
 
-#include "KsLog.h"
+#include "common/core/KsLog.h"
 
 namespace {
 

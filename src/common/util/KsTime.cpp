@@ -1,4 +1,4 @@
-#include "KsTime.h"
+#include "common/util/KsTime.h"
 
 #include <unistd.h>
 

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "EntityInfo.h"
+#include "framework/EntityInfo.h"
 
 class CIpcHandleBase;
 

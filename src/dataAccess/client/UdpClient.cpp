@@ -1,8 +1,8 @@
-#include "UdpClient.h"
+#include "dataAccess/client/UdpClient.h"
 
-#include "IpcFramework.h"
-#include "IpcHandleBase.h"
-#include "KsLog.h"
+#include "common/ipc/IpcFramework.h"
+#include "common/ipc/IpcHandleBase.h"
+#include "common/core/KsLog.h"
 
 CReflexRegister<ICClientBase> CUdpClient::ms_reflexRegister("Client.udp", &CUdpClient::create);
 

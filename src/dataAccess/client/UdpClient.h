@@ -1,8 +1,8 @@
 #ifndef LUMBRIX_UDP_CLIENT_H
 #define LUMBRIX_UDP_CLIENT_H
 
-#include "ClientBase.h"
-#include "Reflex.h"
+#include "dataAccess/client/ClientBase.h"
+#include "common/ipc/Reflex.h"
 
 // Client entity that sends each message as one UDP datagram to the peer's
 // configured address from a port of the kernel's choice. Registered as

@@ -1,7 +1,7 @@
-#include "ProtobufService.h"
+#include "dataAccess/service/ProtobufService.h"
 
-#include "KsLog.h"
-#include "MsgHandleManager.h"
+#include "common/core/KsLog.h"
+#include "msgHandle/MsgHandleManager.h"
 #include "quelby_protocol.pb.h"
 
 #include <google/protobuf/arena.h>

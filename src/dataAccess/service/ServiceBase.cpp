@@ -1,9 +1,9 @@
-#include "ServiceBase.h"
+#include "dataAccess/service/ServiceBase.h"
 
-#include "IpcDefine.h"
-#include "IpcFramework.h"
-#include "KsLog.h"
-#include "ServiceEntityUdpIpcHandle.h"
+#include "common/ipc/IpcDefine.h"
+#include "common/ipc/IpcFramework.h"
+#include "common/core/KsLog.h"
+#include "dataAccess/service/ServiceEntityUdpIpcHandle.h"
 
 int ICServiceBase::start(const CServiceEntityInfo& info)
 {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "EntityInfo.h"
+#include "framework/EntityInfo.h"
 
 class CIpcHandleBase;
 

@@ -1,6 +1,6 @@
-#include "ServiceEntityUdpIpcHandle.h"
+#include "dataAccess/service/ServiceEntityUdpIpcHandle.h"
 
-#include "ServiceBase.h"
+#include "dataAccess/service/ServiceBase.h"
 
 int CServiceEntityUdpIpcHandle::onReaded(int len, char* data)
 {

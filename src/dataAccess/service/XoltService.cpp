@@ -1,7 +1,7 @@
-#include "XoltService.h"
+#include "dataAccess/service/XoltService.h"
 
-#include "MsgHandleManager.h"
-#include "XoltProtocol.h"
+#include "msgHandle/MsgHandleManager.h"
+#include "msgHandle/XoltProtocol.h"
 
 CReflexRegister<ICServiceBase> CXoltService::ms_reflexRegister("Service.xolt", &CXoltService::create);
 

@@ -1,13 +1,13 @@
-#include "XoltMsgPhoneSetHandle.h"
+#include "msgHandle/xolt2Protobuf/XoltMsgPhoneSetHandle.h"
 
 #include <cstddef>
 
-#include "AppEnvelope.h"
-#include "GlobalStatus.h"
-#include "RcCommandDefine.h"
-#include "XoltByteOrder.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "msgHandle/AppEnvelope.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/RcCommandDefine.h"
+#include "msgHandle/XoltByteOrder.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CXoltMsgPhoneSetHandle, "Xolt2Protobuf.PhoneSet", XOLT_MSG_ID_RC_SETTINGS)

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "AppMessageText.h"
-#include "XoltProtocol.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 using quelby::protocol::QuelbyMessage;

@@ -12,7 +12,7 @@
 #include "SimConfig.h"
 #include "SimStop.h"
 #include "XoltFrameText.h"
-#include "XoltProtocol.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 using quelby::protocol::QuelbyMessage;
@@ -267,7 +267,7 @@ void CSimReplay::send(const TInput& input)
     fflush(stdout);
     if (m_socket[input.from].sendTo(m_service[input.from], input.bytes.data(), input.bytes.size()) != 0) {
         fprintf(stderr, "lumbrix-sim replay: cannot send to %s\n",
-                CSimUdpSocket::addressText(m_service[input.from]).c_str());
+                CUdpPeer::addressText(m_service[input.from]).c_str());
     }
     ++m_mapSent[label(input.from, input.bytes)];
 }

@@ -1,12 +1,12 @@
-#include "EventLoop.h"
+#include "common/ipc/eventDriver/EventLoop.h"
 
 #include <unistd.h>
 
 #include <cerrno>
 
-#include "IpcDriverManager.h"
-#include "IpcHandleBase.h"
-#include "KsLog.h"
+#include "common/ipc/ipcDriver/IpcDriverManager.h"
+#include "common/ipc/IpcHandleBase.h"
+#include "common/core/KsLog.h"
 
 namespace {
 // Size of the epoll hint and of the receive array: at most this many ready

@@ -1,4 +1,4 @@
-#include "IpcTcpSocketDriver.h"
+#include "common/ipc/ipcDriver/IpcTcpSocketDriver.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -7,9 +7,9 @@
 
 #include <cerrno>
 
-#include "IpcFramework.h"
-#include "IpcHandleBase.h"
-#include "KsLog.h"
+#include "common/ipc/IpcFramework.h"
+#include "common/ipc/IpcHandleBase.h"
+#include "common/core/KsLog.h"
 
 CReflexRegister<CIpcDriverBase> CIpcTcpSocketDriver::ms_reflexRegister("IpcEventHandle.tcp",
                                                                        &CIpcTcpSocketDriver::create);

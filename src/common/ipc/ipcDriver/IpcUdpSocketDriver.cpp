@@ -1,4 +1,4 @@
-#include "IpcUdpSocketDriver.h"
+#include "common/ipc/ipcDriver/IpcUdpSocketDriver.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -6,9 +6,9 @@
 
 #include <cstdio>
 
-#include "IpcHandleBase.h"
-#include "Ipv4Address.h"
-#include "KsLog.h"
+#include "common/ipc/IpcHandleBase.h"
+#include "common/ipc/Ipv4Address.h"
+#include "common/core/KsLog.h"
 
 CReflexRegister<CIpcDriverBase> CIpcUdpSocketDriver::ms_reflexRegister("IpcEventHandle.udp",
                                                                        &CIpcUdpSocketDriver::create);

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_NEST_CALIBRATION_OPERATION_H
 #define LUMBRIX_NEST_CALIBRATION_OPERATION_H
 
-#include "NestCommandHandle.h"
+#include "msgHandle/protobuf2Xolt/nest/NestCommandHandle.h"
 
 // App NEST_CALIBRATION_OPERATION_MSG -> nest command frame that starts or ends
 // the nest's calibration. Created and owned by the handler manager; the nest's

@@ -1,4 +1,4 @@
-#include "NestSingleCalibration.h"
+#include "msgHandle/protobuf2Xolt/nest/NestSingleCalibration.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CNestSingleCalibration, "Protobuf2Xolt.NestSingleCalibration",
                                   quelby::protocol::NEST_SINGLE_CALIBRATION_MSG,

@@ -1,6 +1,6 @@
-#include "NestSystemConfig.h"
+#include "msgHandle/protobuf2Xolt/nest/NestSystemConfig.h"
 
-#include "XoltByteOrder.h"
+#include "msgHandle/XoltByteOrder.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CNestSystemConfig, "Protobuf2Xolt.NestSystemConfig",
                                   quelby::protocol::NEST_SYSTEM_CONFIG_MSG, "Init protobuf to xolt handle, msg id:")

@@ -1,8 +1,8 @@
-#include "NestVirtualPoleStatus.h"
+#include "msgHandle/protobuf2Xolt/nest/NestVirtualPoleStatus.h"
 
-#include "XoltByteOrder.h"
-#include "XoltFrameSender.h"
-#include "XoltMessageDefine.h"
+#include "msgHandle/XoltByteOrder.h"
+#include "msgHandle/XoltFrameSender.h"
+#include "msgHandle/XoltMessageDefine.h"
 #include "quelby_protocol.pb.h"
 
 // This module's transmit sequence.

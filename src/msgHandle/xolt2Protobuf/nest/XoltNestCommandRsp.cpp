@@ -1,10 +1,10 @@
-#include "XoltNestCommandRsp.h"
+#include "msgHandle/xolt2Protobuf/nest/XoltNestCommandRsp.h"
 
-#include "AppEnvelope.h"
-#include "GlobalStatus.h"
-#include "NestCommandTable.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "msgHandle/AppEnvelope.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/NestCommandTable.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CXoltNestCommandRsp, "Xolt2Protobuf.XoltNestCommandRsp",

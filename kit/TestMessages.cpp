@@ -1,5 +1,6 @@
-#include "TestMessages.h"
+#include "kit/TestMessages.h"
 
+#include <cstdio>
 #include <numeric>
 
 std::string appRequest(uint32_t messageId, int32_t sequence, const google::protobuf::Message* body,
@@ -61,7 +62,18 @@ std::vector<uint8_t> bytes(std::initializer_list<int> values)
     return std::vector<uint8_t>(values.begin(), values.end());
 }
 
-std::string toString(const std::vector<uint8_t>& bytes)
+std::string bytesOf(const std::vector<uint8_t>& bytes)
 {
     return std::string(bytes.begin(), bytes.end());
+}
+
+std::string hexOf(const std::string& bytes)
+{
+    std::string out;
+    char digits[4];
+    for (const unsigned char c : bytes) {
+        snprintf(digits, sizeof(digits), "%02X", c);
+        out += digits;
+    }
+    return out;
 }

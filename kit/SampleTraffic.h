@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "XoltProtocol.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 // Well-formed traffic of every kind the gateway handles, built with the

@@ -1,11 +1,11 @@
-#include "TempDir.h"
+#include "kit/TempDir.h"
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
-TempDir::TempDir()
+CTempDir::CTempDir()
 {
     const char* base = std::getenv("TMPDIR");
     std::string pattern = std::string(base && *base ? base : "/tmp") + "/lumbrix-test-XXXXXX";
@@ -13,7 +13,7 @@ TempDir::TempDir()
     m_path = made ? made : "";
 }
 
-TempDir::~TempDir()
+CTempDir::~CTempDir()
 {
     if (!m_path.empty()) {
         std::error_code ec;
@@ -27,8 +27,10 @@ std::string readFile(const std::string& path)
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-void writeFile(const std::string& path, const std::string& content)
+bool writeFile(const std::string& path, const std::string& content)
 {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out << content;
+    out.close();
+    return !out.fail();
 }

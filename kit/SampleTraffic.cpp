@@ -1,15 +1,15 @@
-#include "SampleTraffic.h"
+#include "kit/SampleTraffic.h"
 
 #include <algorithm>
 #include <fstream>
 #include <sstream>
 
-#include "AtCommandDefine.h"
-#include "NestCommandDefine.h"
-#include "RcCommandDefine.h"
-#include "RcKeyDefine.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "msgHandle/AtCommandDefine.h"
+#include "msgHandle/NestCommandDefine.h"
+#include "msgHandle/RcCommandDefine.h"
+#include "msgHandle/xolt2Protobuf/RcKeyDefine.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 
 namespace qp = quelby::protocol;
 
