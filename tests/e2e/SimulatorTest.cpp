@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <iterator>
+#include <sstream>
 #include <sys/wait.h>
 
 #include "GatewayHarness.h"
@@ -80,32 +82,33 @@ protected:
     int sequence = 40;
 };
 
+// The session of every family (kit/every-family.session), row by row.
 TEST_F(SimulatorTest, EveryFamilyIsAnsweredThroughTheGateway)
 {
     std::unique_ptr<GatewayProcess> radio = startRadio();
-    // The radio remembers what was set; the system-config answer comes under
-    // the single-calibration id.
-    const std::vector<std::pair<std::vector<std::string>, std::vector<std::string>>> rows = {
-        {{"get-param", "gimbal-speed"}, {"<-- answer", "message_sequence: 41", "params_list[0].data ParameterInt32 {\n    value: 50"}},
-        {{"set-param", "gimbal-speed", "60"}, {"param_id: 24833", "response_code: 1"}},
-        {{"get-param", "gimbal-speed"}, {"value: 60"}},
-        {{"set-param", "rocker-mode", "2"}, {"param_id: 28673", "response_code: 1"}},
-        {{"get-param", "rocker-mode"}, {"message_id: PARAM_GET_MSG", "value: 2"}},
-        {{"calibration", "enter"}, {"message_id: RC_ENTER_CALIBRATION_MSG", "SUCCESS"}},
-        {{"calibration", "exit"}, {"message_id: RC_EXIT_CALIBRATION_MSG", "SUCCESS"}},
-        {{"hardware-state", "1"}, {"message_id: RC_START_HARDWARE_STATE_NTFY_MSG"}},
-        {{"system-time", "1700000000", "-5"}, {"timezone: -5", "message_id: RC_SYSTEM_TIME_MSG", "status_code: SUCCESS"}},
-        {{"utc-time-sync", "1700000000000"}, {"(no answer expected"}},
-        {{"nest", "cabin", "1", "2"}, {"nestaction: 2", "message_id: NEST_CABIN_CONTROL_MSG", "token: \"nest\"", "SUCCESS"}},
-        {{"nest", "system-config", "1", "10", "20", "1700000000", "1", "1"}, {"message_id: NEST_SINGLE_CALIBRATION_MSG", "SUCCESS"}},
-        {{"--follow", "500", "pair"}, {"message_id: AIRLINK_START_MATCHING_MSG", "AIRLINK_MATCHING_STATUS_NTFY", "value: 100"}},
-        {{"device-info"}, {"message_id: RC_HARDWARE_BUTTON_INFO_NTFY", "componentid: COMPONENT_RC", "softwareversion: \"RC-2.0.7\"", "softwareversion: \"TX-1.4.2\""}},
-    };
-    for (const auto& [words, texts] : rows) {
+    std::istringstream session(readFile(LUMBRIX_SOURCE_DIR "/kit/every-family.session"));
+    int rows = 0;
+    for (std::string line; std::getline(session, line);) {
+        if (line.empty() || line[0] == '#') {
+            continue;
+        }
+        std::vector<std::string> column(3), words, texts;
+        std::istringstream columns(line);
+        for (std::string& c : column) {
+            std::getline(columns, c, '|');
+        }
+        std::istringstream wordList(column[1]), textList(column[2]);
+        words.assign(std::istream_iterator<std::string>(wordList), {});
+        for (std::string text; std::getline(textList, text, ';');) {
+            text.erase(0, text.find_first_not_of(' '));
+            texts.push_back(text.erase(text.find_last_not_of(' ') + 1));
+        }
+        ++rows;
         const SimResult r = app(words);
-        EXPECT_EQ(r.code, 0) << r.output;
-        EXPECT_TRUE(holds(r.output, texts));
+        EXPECT_EQ(r.code, 0) << column[0] << "\n" << r.output;
+        EXPECT_TRUE(holds(r.output, texts)) << column[0];
     }
+    EXPECT_GE(rows, 15);
     // The radio printed the frames the gateway built; set gimbal speed is
     // closed with CRC extra 150 and the radio still takes it.
     EXPECT_TRUE(holds(radio->output(), {"gateway -> radio: 150 RC settings request RC_CMD_GET_GIMBAL_SPEED (seq 0)\n    fd 03 00 00 0e 20 96 c4 02 00 00 c9 3a",
