@@ -58,11 +58,9 @@ int initLogger(const char* configFile)
 
     TLoggerSettings s;
     int level = E_LOG_LEVEL_INFO;
+    // Only an object has keys: a root of another kind has no "log" and
+    // takes the defaults.
     if (root.isKeyExist("log")) {
-        if (!root.isObject()) {
-            CConfigReader::logNotObject();
-            return -1;
-        }
         CJsonNode log;
         root.getChildNode("log", log);
         if (!log.isObject()) {
