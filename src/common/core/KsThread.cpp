@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-#include "KsSignal.h"
+#include "common/util/KsSignal.h"
 
 bool CKsThread::ms_bNeedRunning = true;
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <thread>
 
-#include "KsSignal.h"
+#include "common/util/KsSignal.h"
 
 enum {
     E_THREAD_STATUS_CREATED = 0,
