@@ -52,6 +52,12 @@ public:
         return readValue(node, key, value) == E_READ_INVALID ? -1 : 0;
     }
 
+    // An optional object of the root: E_READ_MISSING, with nothing logged,
+    // when absent; E_READ_INVALID after "...json node is not object" when
+    // the root is no object, or "When get object by key, the value type is
+    // invalid. key:" when the value is none.
+    static int readObject(CJsonNode& root, const std::string& key, CJsonNode& object);
+
     static void logMissing(const std::string& key);
     static void logInvalid(const std::string& key);
     static void logNotObject();
