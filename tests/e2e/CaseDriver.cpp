@@ -15,6 +15,7 @@
 //   args WORD...           arguments after the configuration file (CPU list)
 //   argv [WORD...]         the whole command line instead; nothing is awaited
 //   file NAME TEXT         writes TEXT to NAME in the temporary directory
+//   config TEXT            adds TEXT (members) to the configuration's root
 // Input:
 //   app ID SEQ [head H] [token T] [TYPE {TEXT} | data "BYTES"]
 //                          an App envelope (head type 1, token "App" unless
@@ -43,10 +44,12 @@
 //   out TEXT [| TEXT...] / no TEXT [| TEXT...]
 //                          each TEXT is / is not in the output (stdout, stderr)
 //   count N TEXT           TEXT exactly N times in the output
+//   match REGEX            the output matches REGEX (ECMAScript)
 //   mark                   output searches start from here on
 //   in FILE TEXT           the file in the temporary directory holds TEXT
 //   alive                  a key event and a time sync are still answered
-//   signal NAME            sends SIGNAME (INT, HUP, TERM, SEGV) to the gateway
+//   signal NAME            sends SIGNAME (INT, HUP, TERM, SEGV, STOP, CONT)
+//   threads N              the gateway has N threads
 //   exits CODE / killed NAME   the gateway ends so within 5 s
 //   runs MS                the gateway still runs after MS
 //   STEP => STEP ...       the steps in turn (an input and what must come of it)
@@ -248,7 +251,8 @@ bool hasLogLine(const std::string& out, const std::string& level, const std::str
 
 int signalNumber(const std::string& name)
 {
-    const std::map<std::string, int> known{{"INT", SIGINT}, {"HUP", SIGHUP}, {"TERM", SIGTERM}, {"SEGV", SIGSEGV}};
+    const std::map<std::string, int> known{{"INT", SIGINT},   {"HUP", SIGHUP},   {"TERM", SIGTERM},
+                                           {"SEGV", SIGSEGV}, {"STOP", SIGSTOP}, {"CONT", SIGCONT}};
     return known.count(name) ? known.at(name) : 0;
 }
 
@@ -300,8 +304,10 @@ private:
             }
         } else if (keyword == "file" && in >> word) {
             writeFile(h.dir.file(word), expand(trim(step.substr(step.find(word) + word.size()))));
+        } else if (keyword == "config") {
+            h.extraConfig = expand(trim(step.substr(keyword.size())));
         }
-        return keyword == "level" || keyword == "args" || keyword == "argv" || keyword == "file";
+        return keyword == "level" || keyword == "args" || keyword == "argv" || keyword == "file" || keyword == "config";
     }
 
     bool start()
@@ -390,6 +396,17 @@ private:
             within(2000, [&] { return count() >= n; });
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             return count() == n || fail(std::to_string(count()) + " times, not " + std::to_string(n) + ": " + what);
+        } else if (keyword == "match") {
+            const std::regex pattern(rest);
+            return within(2000, [&] { return std::regex_search(h.output().substr(m_mark), pattern); }) ||
+                   fail("no match for " + rest);
+        } else if (keyword == "threads") {
+            const std::string tasks = "/proc/" + std::to_string(h.process->pid()) + "/task";
+            auto count = [&] {
+                return std::distance(std::filesystem::directory_iterator(tasks), std::filesystem::directory_iterator{});
+            };
+            return within(2000, [&] { return count() == std::stoi(rest); }) ||
+                   fail(std::to_string(count()) + " threads");
         } else if (keyword == "mark") {
             m_mark = h.output().size();
             return true;
