@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <thread>
 #include <sys/wait.h>
 
@@ -167,6 +168,26 @@ TEST_F(SimulatorTest, ReplayOfARecordedSessionComparesTheAnswers)
     EXPECT_TRUE(holds(differs.output, {"compare: answer 1 to the App (App PARAM_GET_MSG (1)) differs from the recorded one:\n",
                                        "\n    recorded:     value: 51\n    replayed:     value: 50\n",
                                        "compare: differences: 1 (answers recorded: 12)\n"}));
+}
+
+// Every recording of tests/e2e/recordings/NAME/ (tools/add-recording-test.sh
+// puts them there: the configuration of the gateway that made it and its
+// capture files) replayed against a fresh gateway: every answer as recorded.
+TEST_F(SimulatorTest, RecordingsReplayAsRecorded)
+{
+    for (const auto& dir : std::filesystem::directory_iterator(LUMBRIX_SOURCE_DIR "/tests/e2e/recordings")) {
+        std::vector<std::string> replay{"replay", "--gateway-config", h.configPath, "--capture-config",
+                                        (dir.path() / "lumbrix.json").string(), "--speed", "0", "--compare"};
+        for (const auto& file : std::filesystem::directory_iterator(dir.path())) {
+            if (file.path().filename() != "lumbrix.json") {
+                replay.push_back(file.path().string());
+            }
+        }
+        ASSERT_TRUE(h.start("Info")) << h.output();
+        const SimResult r = sim(replay);
+        EXPECT_EQ(r.code, 0) << dir.path() << "\n" << r.output;
+        EXPECT_TRUE(holds(r.output, {"compare: all "})) << dir.path();
+    }
 }
 
 TEST_F(SimulatorTest, RadioReportsReachTheApp)
