@@ -44,9 +44,15 @@ int CUdpClient::sendData(int len, const char* data)
         KS_LOG_ERROR("When send udp data to remote service, the udp client is not exist.");
         return -1;
     }
-    const int result = m_spIpcHandle->sendData(data, len);
-    if (m_pTap != nullptr) {
-        m_pTap->sent(result, len, data);
+    if (m_pTap == nullptr) {
+        return m_spIpcHandle->sendData(data, len);
     }
+    return sendCounted(len, data);
+}
+
+int CUdpClient::sendCounted(int len, const char* data)
+{
+    const int result = m_spIpcHandle->sendData(data, len);
+    m_pTap->sent(result, len, data);
     return result;
 }
