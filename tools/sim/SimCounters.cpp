@@ -22,7 +22,7 @@ bool lineTime(const std::string& line, std::string& text, double& seconds)
                &t.tm_sec, &ms) != 7) {
         return false;
     }
-    text = line.substr(1, 19);
+    text = line.substr(1, line.find(']') - 1);
     t.tm_year -= 1900;
     t.tm_mon -= 1;
     t.tm_isdst = -1;
@@ -122,7 +122,7 @@ void CSimCounters::print(FILE* out) const
                 }
             }
         }
-        fprintf(out, "%s%s\n%-19s", name.c_str(), series.rates ? " (per second)" : "", "time");
+        fprintf(out, "%s%s\n%-23s", name.c_str(), series.rates ? " (per second)" : "", "time");
         for (const std::string& key : keys) {
             fprintf(out, " %*s", static_cast<int>(std::max<size_t>(key.size(), 9)), key.c_str());
         }
@@ -131,7 +131,7 @@ void CSimCounters::print(FILE* out) const
             const TSample& s = series.samples[i];
             const TSample* before = series.rates ? &series.samples[i - 1] : nullptr;
             const double dt = before != nullptr ? s.seconds - before->seconds : 0;
-            fprintf(out, "%-19s", s.time.c_str());
+            fprintf(out, "%-23s%s", s.time.c_str(), keys.empty() ? " none" : "");
             for (const std::string& key : keys) {
                 auto find = [&key](const TSample& x) {
                     for (const auto& kv : x.values) {
