@@ -19,12 +19,9 @@ int CConfigReader::load(const std::string& fileOrText, CJsonNode& root)
 
 int CConfigReader::readObject(CJsonNode& root, const std::string& key, CJsonNode& object)
 {
+    // Only an object has keys: a root of another kind has none.
     if (!root.isKeyExist(key)) {
         return E_READ_MISSING;
-    }
-    if (!root.isObject()) {
-        logNotObject();
-        return E_READ_INVALID;
     }
     root.getChildNode(key, object);
     if (!object.isObject()) {

@@ -53,9 +53,9 @@ public:
     }
 
     // An optional object of the root: E_READ_MISSING, with nothing logged,
-    // when absent; E_READ_INVALID after "...json node is not object" when
-    // the root is no object, or "When get object by key, the value type is
-    // invalid. key:" when the value is none.
+    // when absent (as in a root that is no object); E_READ_INVALID after
+    // "When get object by key, the value type is invalid. key:" when the
+    // value is no object.
     static int readObject(CJsonNode& root, const std::string& key, CJsonNode& object);
 
     static void logMissing(const std::string& key);

@@ -11,6 +11,8 @@
 // for the row's cell; a step whose every {column} is empty is left out.
 //
 // Settings, before the first other step (the gateway starts then):
+//   native                 the section is skipped for a gateway run through an
+//                          emulator (whose threads and signals are its own)
 //   level LEVEL            log level of the configuration (default Info)
 //   args WORD...           arguments after the configuration file (CPU list)
 //   argv [WORD...]         the whole command line instead; nothing is awaited
@@ -48,8 +50,15 @@
 //   mark                   output searches start from here on
 //   in FILE TEXT           the file in the temporary directory holds TEXT
 //   alive                  a key event and a time sync are still answered
-//   signal NAME            sends SIGNAME (INT, HUP, TERM, SEGV, STOP, CONT)
-//   threads N              the gateway has N threads
+//   signal NAME            sends SIGNAME to the gateway (HUP, RTMIN+3, RTMAX-1 ...)
+//   storm N NAME...        from now on, in the background, N signals a few ms
+//                          apart, the names in turn; calm waits for its end
+//   threads N NAME...      the gateway runs N threads, each but the main one
+//                          blocking exactly the named signals (RTMIN..RTMIN+3
+//                          for a range)
+//   fsize N                the log file is padded past the output so far, then
+//                          the gateway may write no file more than N bytes past
+//                          its end (the log's own writes reach the limit first)
 //   exits CODE / killed NAME   the gateway ends so within 5 s
 //   runs MS                the gateway still runs after MS
 //   STEP => STEP ...       the steps in turn (an input and what must come of it)
@@ -72,10 +81,12 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <regex>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
 
@@ -249,17 +260,70 @@ bool hasLogLine(const std::string& out, const std::string& level, const std::str
     return false;
 }
 
+// "HUP", "RTMIN+3", "RTMAX-1" as a signal number; 0 for another word.
 int signalNumber(const std::string& name)
 {
-    const std::map<std::string, int> known{{"INT", SIGINT},   {"HUP", SIGHUP},   {"TERM", SIGTERM},
-                                           {"SEGV", SIGSEGV}, {"STOP", SIGSTOP}, {"CONT", SIGCONT}};
-    return known.count(name) ? known.at(name) : 0;
+    if (name == "IO") {
+        return SIGIO; // the C library names it POLL
+    }
+    for (int sig = 1; sig < SIGRTMIN; ++sig) {
+        if (sigabbrev_np(sig) != nullptr && name == sigabbrev_np(sig)) {
+            return sig;
+        }
+    }
+    std::smatch m;
+    static const std::regex rt(R"(RT(MIN|MAX)(?:([+-])(\d+))?)");
+    if (!std::regex_match(name, m, rt)) {
+        return 0;
+    }
+    const int offset = m[2].matched ? (m[2] == "+" ? 1 : -1) * std::stoi(m[3]) : 0;
+    return (m[1] == "MIN" ? SIGRTMIN : SIGRTMAX) + offset;
+}
+
+// The signals NAME... as a set; "A..B" stands for A to B. False at a word
+// that names none.
+bool signalSet(std::istream& names, sigset_t& set)
+{
+    sigemptyset(&set);
+    for (std::string word; names >> word;) {
+        const size_t dots = word.find("..");
+        const int first = signalNumber(word.substr(0, dots));
+        const int last = dots == std::string::npos ? first : signalNumber(word.substr(dots + 2));
+        for (int sig = first; sig <= last && first != 0; ++sig) {
+            sigaddset(&set, sig);
+        }
+        if (first == 0 || last < first) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// The set of a SigBlk line of /proc/PID/task/TID/status (bit n-1 for signal n).
+sigset_t blockedOf(const std::string& status)
+{
+    sigset_t set;
+    sigemptyset(&set);
+    const size_t at = status.find("SigBlk:");
+    const uint64_t bits = at == std::string::npos ? 0 : std::stoull(status.substr(at + 7), nullptr, 16);
+    for (int sig = 1; sig <= 64; ++sig) {
+        if (bits >> (sig - 1) & 1) {
+            sigaddset(&set, sig);
+        }
+    }
+    return set;
 }
 
 // One section against one gateway.
 class CaseRun : public testing::Test {
 public:
     explicit CaseRun(const Section& s) : m_section(s) {}
+    ~CaseRun() override
+    {
+        if (m_storm.joinable()) {
+            m_storm.join();
+        }
+    }
 
     void TestBody() override
     {
@@ -268,7 +332,9 @@ public:
             testing::ScopedTrace trace(m_section.file.c_str(), step.line, step.text);
             std::smatch m;
             const bool repeated = std::regex_match(step.text, m, times);
-            if (!m_started && setting(step.text)) {
+            if (!m_started && step.text == "native" && getenv("LUMBRIX_EXEC_WRAPPER") != nullptr) {
+                GTEST_SKIP() << "a native gateway only";
+            } else if (!m_started && setting(step.text)) {
                 continue;
             } else if (!m_started && !(m_started = true, start())) {
                 return;
@@ -307,7 +373,8 @@ private:
         } else if (keyword == "config") {
             h.extraConfig = expand(trim(step.substr(keyword.size())));
         }
-        return keyword == "level" || keyword == "args" || keyword == "argv" || keyword == "file" || keyword == "config";
+        return keyword == "level" || keyword == "args" || keyword == "argv" || keyword == "file" || keyword == "native" ||
+               keyword == "config";
     }
 
     bool start()
@@ -400,13 +467,6 @@ private:
             const std::regex pattern(rest);
             return within(2000, [&] { return std::regex_search(h.output().substr(m_mark), pattern); }) ||
                    fail("no match for " + rest);
-        } else if (keyword == "threads") {
-            const std::string tasks = "/proc/" + std::to_string(h.process->pid()) + "/task";
-            auto count = [&] {
-                return std::distance(std::filesystem::directory_iterator(tasks), std::filesystem::directory_iterator{});
-            };
-            return within(2000, [&] { return count() == std::stoi(rest); }) ||
-                   fail(std::to_string(count()) + " threads");
         } else if (keyword == "mark") {
             m_mark = h.output().size();
             return true;
@@ -423,6 +483,12 @@ private:
         } else if (keyword == "signal" && signalNumber(rest) != 0) {
             h.process->signal(signalNumber(rest));
             return true;
+        } else if (keyword == "storm" || keyword == "calm") {
+            return storm(rest);
+        } else if (keyword == "threads") {
+            return threads(rest);
+        } else if (keyword == "fsize") {
+            return fileSizeLimit(std::stoll(rest));
         } else if (keyword == "exits" || keyword == "killed") {
             const int status = h.process->waitExit(5000);
             h.process.reset(); // an end that was expected
@@ -524,6 +590,73 @@ private:
         return true;
     }
 
+    // storm N NAME...: the sender thread starts; calm (no words): it has ended.
+    bool storm(const std::string& rest)
+    {
+        if (m_storm.joinable()) {
+            m_storm.join();
+        }
+        std::istringstream in(rest);
+        int count = 0;
+        std::vector<int> kinds;
+        in >> count;
+        for (std::string name; in >> name;) {
+            kinds.push_back(signalNumber(name));
+        }
+        if (std::count(kinds.begin(), kinds.end(), 0) != 0 || (count > 0 && kinds.empty())) {
+            return fail("storm N NAME...");
+        }
+        const pid_t pid = h.process->pid();
+        m_storm = count == 0 ? std::thread() : std::thread([pid, count, kinds] {
+            for (int i = 0; i < count; ++i) {
+                kill(pid, kinds[i % kinds.size()]);
+                std::this_thread::sleep_for(std::chrono::milliseconds(3));
+            }
+        });
+        return true;
+    }
+
+    bool threads(const std::string& rest)
+    {
+        std::istringstream in(rest);
+        size_t count = 0;
+        sigset_t want;
+        if (!(in >> count) || !signalSet(in, want)) {
+            return fail("threads N NAME...");
+        }
+        const std::string task = "/proc/" + std::to_string(h.process->pid()) + "/task/";
+        std::vector<std::string> tids;
+        std::error_code error;
+        for (const auto& entry : std::filesystem::directory_iterator(task, error)) {
+            tids.push_back(entry.path().filename());
+        }
+        if (tids.size() != count) {
+            return fail(std::to_string(tids.size()) + " threads");
+        }
+        for (const std::string& tid : tids) {
+            const sigset_t got = blockedOf(readFile(task + tid + "/status"));
+            for (int sig = 1; sig <= 64 && tid != std::to_string(h.process->pid()); ++sig) {
+                if (sigismember(&got, sig) != sigismember(&want, sig)) {
+                    return fail("thread " + tid + (sigismember(&got, sig) ? " blocks " : " does not block ") +
+                                "signal " + std::to_string(sig));
+                }
+            }
+        }
+        return true;
+    }
+
+    // The output file is written as often as the log file (every line goes
+    // to both) and is unbuffered: the log, padded past it, reaches the limit
+    // first, and with a write of the thread that logs.
+    bool fileSizeLimit(long long past)
+    {
+        const std::string output = h.output();
+        std::ofstream(h.logPath, std::ios::app) << std::string(output.size() + 65536, '.') << "\n";
+        const rlimit limit{static_cast<rlim_t>(std::filesystem::file_size(h.logPath) + past),
+                           static_cast<rlim_t>(std::filesystem::file_size(h.logPath) + past)};
+        return prlimit(h.process->pid(), RLIMIT_FSIZE, &limit, nullptr) == 0 || fail("prlimit");
+    }
+
     bool quiet(const std::string& side)
     {
         std::string got;
@@ -543,6 +676,7 @@ private:
 
     const Section& m_section;
     GatewayHarness h;
+    std::thread m_storm; // joined before the gateway goes
     std::string m_level = "Info";
     std::vector<std::string> m_args;
     bool m_argv = false, m_started = false;

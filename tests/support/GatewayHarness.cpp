@@ -169,7 +169,7 @@ std::string GatewayHarness::configJson(const std::string& level) const
  "clientEntity": [
   {"enable": true, "serviceName": "transmit", "serviceId": 2, "socketType": "udp", "remoteIp": "127.0.0.1", "remotePort": <RADIO>, "localIp": "", "localPort": 0},
   {"enable": true, "serviceName": "app", "serviceId": 0, "socketType": "udp", "remoteIp": "127.0.0.1", "remotePort": <APP>, "localIp": "127.0.0.1", "localPort": 0}],
- "log": {"level": "<LEVEL>", "file": "<LOG>", "fileCnt": 3, "logMode": 0, "fileSize": 10485760, "logExternalEnable": false,
+ "log": {"level": "<LEVEL>", "file": "<LOG>", "fileCnt": 3, "logMode": 0, "fileSize": 1073741824, "logExternalEnable": false,
   "logExternalPath": "<DIR>/no-card/", "logExternalImagePath": "<DIR>/no-card/images/", "logTransmitUrl": "<DIR>/", "totalSize": 4194304, "minFileCnt": 5}}
 )";
     if (!extraConfig.empty()) {

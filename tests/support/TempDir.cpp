@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 TempDir::TempDir()
 {
@@ -23,8 +23,12 @@ TempDir::~TempDir()
 
 std::string readFile(const std::string& path)
 {
+    // Through the stream buffer in one go: outputs of many megabytes are
+    // read often, and the tests' code is unoptimised.
     std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
 }
 
 void writeFile(const std::string& path, const std::string& content)

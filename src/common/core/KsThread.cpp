@@ -2,6 +2,8 @@
 
 #include <chrono>
 
+#include "KsSignal.h"
+
 bool CKsThread::ms_bNeedRunning = true;
 
 void CKsThread::CThreadFunc::operator()()
@@ -21,6 +23,7 @@ CKsThread::CKsThread(const std::string& name)
 
 int CKsThread::start()
 {
+    CKsSignal::CNewThreadMask mask;
     m_spThread = std::make_shared<std::thread>(CThreadFunc(this));
     m_spThread->detach();
     return 0;

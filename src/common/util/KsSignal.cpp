@@ -1,5 +1,7 @@
 #include "KsSignal.h"
 
+#include <pthread.h>
+
 #include <cerrno>
 
 #include "KsLog.h"
@@ -12,6 +14,22 @@ void restoreDefaultAction(int sig)
     action.sa_handler = SIG_DFL;
     sigemptyset(&action.sa_mask);
     sigaction(sig, &action, nullptr);
+}
+
+// Signals the kernel sends to the thread whose instruction or call caused
+// them; blocking them there would leave a fault pending or kill the process
+// without a line.
+const int THREAD_DIRECTED_SIGNALS[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP,
+                                       SIGSYS,  SIGPIPE, SIGXFSZ, SIGABRT, SIGSTKFLT};
+
+bool isThreadDirected(int sig)
+{
+    for (int directed : THREAD_DIRECTED_SIGNALS) {
+        if (directed == sig) {
+            return true;
+        }
+    }
+    return false;
 }
 
 const char* nameOf(const TSignalHandleInfo& info)
@@ -140,10 +158,13 @@ int CKsSignal::setDefaultHandle(const TSignalHandleInfo* table)
 
 void CKsSignal::sigHandleFunc(int sig, siginfo_t* info, void*)
 {
+    // The interrupted code may be about to read errno.
+    const int savedErrno = errno;
     auto it = ms_mapSigHandleInfo.find(sig);
     if (it == ms_mapSigHandleInfo.end()) {
         KS_LOG_WARN("Receive a signal, but not set the handle, use default handle. sig no:" << sig);
         restoreDefaultAction(sig);
+        errno = savedErrno;
         return;
     }
     const TSignalHandleInfo& row = it->second;
@@ -155,6 +176,29 @@ void CKsSignal::sigHandleFunc(int sig, siginfo_t* info, void*)
         KS_LOG_INFO("Signal " << sig << " need resume the default handle.");
         restoreDefaultAction(sig);
     }
+    errno = savedErrno;
+}
+
+void CKsSignal::getProcessSignals(sigset_t& set)
+{
+    sigemptyset(&set);
+    for (const auto& [sigNo, info] : ms_mapSigHandleInfo) {
+        if (info.m_funcSigHandle != nullptr && !isThreadDirected(sigNo)) {
+            sigaddset(&set, sigNo);
+        }
+    }
+}
+
+CKsSignal::CNewThreadMask::CNewThreadMask()
+{
+    sigset_t blocked;
+    getProcessSignals(blocked);
+    pthread_sigmask(SIG_BLOCK, &blocked, &m_setSaved);
+}
+
+CKsSignal::CNewThreadMask::~CNewThreadMask()
+{
+    pthread_sigmask(SIG_SETMASK, &m_setSaved, nullptr);
 }
 
 void CKsSignal::getStackInfo(std::string&)
