@@ -41,8 +41,10 @@ CEndpointTap::CEndpointTap(EKind kind, const std::string& name, const sockaddr_i
 
 void CEndpointTap::addCounter(const char* name, const std::atomic<uint64_t>& counter)
 {
-    if (m_iShown < MAX_SHOWN) {
-        m_astShown[m_iShown++] = {name, &counter};
+    const int n = m_iShown.load(std::memory_order_relaxed);
+    if (n < MAX_SHOWN) {
+        m_astShown[n] = {name, &counter};
+        m_iShown.store(n + 1, std::memory_order_release);
     }
 }
 
@@ -52,7 +54,8 @@ std::string CEndpointTap::counterLine() const
     const char* way = m_eKind == E_KIND_SERVICE ? "In" : "Out";
     line << m_strName << ": datagrams" << way << "=" << m_ullDatagrams.load(std::memory_order_relaxed) << " bytes" << way
          << "=" << m_ullBytes.load(std::memory_order_relaxed);
-    for (int i = 0; i < m_iShown; ++i) {
+    const int shown = m_iShown.load(std::memory_order_acquire);
+    for (int i = 0; i < shown; ++i) {
         line << " " << m_astShown[i].name << "=" << m_astShown[i].counter->load(std::memory_order_relaxed);
     }
     if (m_eKind == E_KIND_SERVICE) {

@@ -106,8 +106,10 @@ private:
     std::atomic<uint64_t> m_ullAccepted{0};
     std::atomic<uint64_t> m_ullRejected{0};
     std::atomic<uint64_t> m_ullFailed{0};
+    // Entries below the count are complete (release on adding, acquire on
+    // reading): the recorder thread may read while the endpoint starts.
     TShown m_astShown[MAX_SHOWN] = {};
-    int m_iShown = 0;
+    std::atomic<int> m_iShown{0};
 };
 
 #endif

@@ -32,12 +32,9 @@ void CRecorderConfig::load(const std::string& fileOrText)
         return;
     }
     CJsonNode object;
-    const int record = CConfigReader::readObject(root, "record", object);
     m_strRecordFile = besideTheLog();
+    const int record = CConfigReader::readObject(root, "record", object);
     if (record == CConfigReader::E_READ_OK && !readRecord(object, *this)) {
-        m_bRecordEnable = false;
-    }
-    if (record == CConfigReader::E_READ_INVALID) {
         m_bRecordEnable = false;
     }
     if (m_iRecordFileCnt < 2) {

@@ -1,5 +1,6 @@
 #include "TrafficRecorder.h"
 
+#include <algorithm>
 #include <chrono>
 #include <sstream>
 
@@ -57,16 +58,17 @@ void CTrafficRecorder::run()
     const Clock::duration interval = std::chrono::seconds(m_config.m_iStatsInterval);
     Clock::time_point nextCounters = Clock::now() + interval;
     while (true) {
-        int waitMs = HAND_OVER_MS;
+        // Without a recording, nothing to do until the next counters.
+        int64_t waitMs = m_pRing ? HAND_OVER_MS : 1000;
         if (m_config.counting()) {
             const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(nextCounters - Clock::now()).count();
-            waitMs = static_cast<int>(std::max<int64_t>(0, std::min<int64_t>(waitMs, left)));
+            waitMs = std::max<int64_t>(0, std::min<int64_t>(waitMs, left));
         }
         if (m_pRing) {
-            m_pRing->wait(waitMs);
+            m_pRing->wait(static_cast<int>(waitMs));
             m_pRing->drain([this](const uint8_t* records, size_t length) { m_pFiles->write(records, length); });
         } else {
-            CKsTime::sleep(waitMs);
+            CKsTime::sleep(static_cast<int>(waitMs));
         }
         if (m_config.counting() && Clock::now() >= nextCounters) {
             nextCounters += interval;

@@ -39,9 +39,13 @@ int CXoltService::onReadData(CIpcHandleBase*, int len, const char* data)
     if (len < 1) {
         return 0;
     }
+    const uint8_t* bytes = reinterpret_cast<const uint8_t*>(data);
+    if (m_pTap == nullptr) {
+        xolt_parse_buffer(XOLT_COMM_0, bytes, static_cast<size_t>(len), &s_msg, dispatchFrame);
+        return 0;
+    }
     s_pParsingTap = m_pTap;
-    xolt_parse_buffer(XOLT_COMM_0, reinterpret_cast<const uint8_t*>(data), static_cast<size_t>(len), &s_msg,
-                      m_pTap == nullptr ? dispatchFrame : countAndDispatchFrame);
+    xolt_parse_buffer(XOLT_COMM_0, bytes, static_cast<size_t>(len), &s_msg, countAndDispatchFrame);
     return 0;
 }
 
