@@ -11,8 +11,9 @@
 namespace {
 
 // The drop count of the UDP socket with inode inode in /proc/net/udp (its
-// last column), for kernels or emulators without SO_MEMINFO.
-uint64_t procDrops(ino_t inode)
+// last column), for kernels or emulators without SO_MEMINFO; -1 when the
+// socket is not there.
+int64_t procDrops(ino_t inode)
 {
     std::ifstream in("/proc/net/udp");
     std::string line;
@@ -26,10 +27,10 @@ uint64_t procDrops(ino_t inode)
         if (field == std::to_string(inode)) {
             while (fields >> value) {
             }
-            return value;
+            return static_cast<int64_t>(value);
         }
     }
-    return 0;
+    return -1;
 }
 
 } // namespace
@@ -59,14 +60,20 @@ std::string CEndpointTap::counterLine() const
         line << " " << m_astShown[i].name << "=" << m_astShown[i].counter->load(std::memory_order_relaxed);
     }
     if (m_eKind == E_KIND_SERVICE) {
-        line << " kernelDrops=" << kernelDrops();
+        const int64_t drops = kernelDrops();
+        line << " kernelDrops=";
+        if (drops < 0) {
+            line << "-";
+        } else {
+            line << drops;
+        }
     } else {
         line << " sendFailed=" << m_ullFailed.load(std::memory_order_relaxed);
     }
     return line.str();
 }
 
-uint64_t CEndpointTap::kernelDrops() const
+int64_t CEndpointTap::kernelDrops() const
 {
     uint32_t meminfo[SK_MEMINFO_VARS] = {};
     socklen_t len = sizeof(meminfo);
@@ -75,7 +82,7 @@ uint64_t CEndpointTap::kernelDrops() const
         return meminfo[SK_MEMINFO_DROPS];
     }
     struct stat st;
-    return fstat(fd, &st) == 0 ? procDrops(st.st_ino) : 0;
+    return fstat(fd, &st) == 0 ? procDrops(st.st_ino) : -1;
 }
 
 const sockaddr_in& CEndpointTap::sourceAddress()

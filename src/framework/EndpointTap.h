@@ -88,8 +88,8 @@ private:
     }
 
     // Datagrams the kernel dropped because the socket's receive queue was
-    // full, as the socket reports them; 0 when it cannot tell.
-    uint64_t kernelDrops() const;
+    // full, as the socket reports them; -1 when the system does not say.
+    int64_t kernelDrops() const;
     // A client socket's own address, as the kernel reports it after the
     // first send (it picks the port then).
     const sockaddr_in& sourceAddress();

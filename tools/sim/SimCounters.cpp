@@ -96,8 +96,10 @@ void CSimCounters::read(std::istream& in)
         std::istringstream words(line.substr(end == std::string::npos ? colon + 1 : end + 2));
         for (std::string word; words >> word;) {
             const size_t eq = word.find('=');
-            if (eq != std::string::npos) {
-                sample.values.push_back({word.substr(0, eq), strtod(word.c_str() + eq + 1, nullptr)});
+            char* end = nullptr;
+            const double value = eq == std::string::npos ? 0 : strtod(word.c_str() + eq + 1, &end);
+            if (eq != std::string::npos && end != word.c_str() + eq + 1) {
+                sample.values.push_back({word.substr(0, eq), value}); // "-": not known
             }
         }
         if (m_mapSeries.count(name) == 0) {
