@@ -32,6 +32,7 @@
 #include "KsLog.h"
 #include "LoggerConfig.h"
 #include "LumbrixConfig.h"
+#include "RecorderConfig.h"
 #include "MsgHandleManager.h"
 #include "OutputCheck.h"
 #include "ProtobufService.h"
@@ -204,8 +205,9 @@ bool loggerStaysInside(const std::string& text)
     return !(log.getChildNode("fileCnt", value) && value.getValue(count) && count > 16);
 }
 
-// The gateway's and the logger's configuration loaders on the text (both
-// first take it as a file name: not for the files of this machine).
+// The gateway's, the recorder's and the logger's configuration loaders on
+// the text (each first takes it as a file name: not for the files of this
+// machine).
 int loadConfigs(const uint8_t* data, size_t size)
 {
     const std::string text(reinterpret_cast<const char*>(data), size);
@@ -213,6 +215,7 @@ int loadConfigs(const uint8_t* data, size_t size)
         return -1;
     }
     CLumbrixConfig().loadConfig(text);
+    CRecorderConfig().load(text);
     // The logger takes a C string, as from the command line.
     const std::string cText(text.c_str());
     if (!loggerStaysInside(cText)) {

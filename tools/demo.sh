@@ -9,6 +9,7 @@
 #
 # LUMBRIX_DEMO_PCAP=FILE also writes the whole session into a capture file
 # (needs mergecap), and FILE.ports the ports it used, as shell assignments.
+# LUMBRIX_DEMO_RECORD=FILE has the gateway record the session itself there.
 # Exit code 0 when every step got its answer.
 set -u
 
@@ -16,6 +17,7 @@ BUILD_DIR=${1:-build}
 GATEWAY="$BUILD_DIR/lumbrix"
 SIM="$BUILD_DIR/lumbrix-sim"
 PCAP_OUT=${LUMBRIX_DEMO_PCAP:-}
+RECORD_OUT=${LUMBRIX_DEMO_RECORD:-}
 STEP_TIMEOUT_MS=2000
 
 for binary in "$GATEWAY" "$SIM"; do
@@ -51,6 +53,8 @@ RADIO_PORT=$((BASE + 1)) # the radio side, where the "transmit" client sends
 PROTOBUF_PORT=$((BASE + 2)) # the gateway's App service
 APP_PORT=$((BASE + 3))   # the App, where the "app" client sends
 CONFIG="$WORK/lumbrix.json"
+RECORD=""
+[ -z "$RECORD_OUT" ] || RECORD=", \"record\": {\"enable\": true, \"file\": \"$RECORD_OUT\"}"
 cat > "$CONFIG" << EOF
 {
   "serviceEntity": [
@@ -65,7 +69,7 @@ cat > "$CONFIG" << EOF
   ],
   "log": {"level": "Info", "file": "$WORK/aiService.log", "fileCnt": 2, "logMode": 0, "fileSize": 4194304,
           "logExternalEnable": false, "logExternalPath": "$WORK/card/", "logExternalImagePath": "$WORK/card/images/",
-          "logTransmitUrl": "$WORK/"}
+          "logTransmitUrl": "$WORK/"}$RECORD
 }
 EOF
 
@@ -231,6 +235,9 @@ if [ -n "$PCAP_OUT" ]; then
   echo
   echo "capture of the session: $PCAP_OUT"
 fi
+
+# The gateway's recorder writes what it holds within 100 ms.
+[ -z "$RECORD_OUT" ] || sleep 0.3
 
 section "Summary"
 if [ $FAILED -eq 0 ]; then

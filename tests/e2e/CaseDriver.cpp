@@ -17,6 +17,7 @@
 //   args WORD...           arguments after the configuration file (CPU list)
 //   argv [WORD...]         the whole command line instead; nothing is awaited
 //   file NAME TEXT         writes TEXT to NAME in the temporary directory
+//   config TEXT            adds TEXT (members) to the configuration's root
 // Input:
 //   app ID SEQ [head H] [token T] [TYPE {TEXT} | data "BYTES"]
 //                          an App envelope (head type 1, token "App" unless
@@ -45,6 +46,7 @@
 //   out TEXT [| TEXT...] / no TEXT [| TEXT...]
 //                          each TEXT is / is not in the output (stdout, stderr)
 //   count N TEXT           TEXT exactly N times in the output
+//   match REGEX            the output matches REGEX (ECMAScript)
 //   mark                   output searches start from here on
 //   in FILE TEXT           the file in the temporary directory holds TEXT
 //   alive                  a key event and a time sync are still answered
@@ -383,8 +385,11 @@ private:
             }
         } else if (keyword == "file" && in >> word) {
             writeFile(h.dir.file(word), expand(trim(step.substr(step.find(word) + word.size()))));
+        } else if (keyword == "config") {
+            h.extraConfig = expand(trim(step.substr(keyword.size())));
         }
-        return keyword == "level" || keyword == "args" || keyword == "argv" || keyword == "file" || keyword == "native";
+        return keyword == "level" || keyword == "args" || keyword == "argv" || keyword == "file" || keyword == "native" ||
+               keyword == "config";
     }
 
     bool start()
@@ -485,6 +490,10 @@ private:
             within(2000, [&] { return count() >= n; });
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             return count() == n || fail(std::to_string(count()) + " times, not " + std::to_string(n) + ": " + what);
+        } else if (keyword == "match") {
+            const std::regex pattern(rest);
+            return within(2000, [&] { return std::regex_search(h.output().substr(m_mark), pattern); }) ||
+                   fail("no match for " + rest);
         } else if (keyword == "mark") {
             m_mark = h.output().size();
             return true;

@@ -6,6 +6,7 @@
 #include "KsLog.h"
 #include "LumbrixVersion.h"
 #include "SimApp.h"
+#include "SimCounters.h"
 #include "SimRadio.h"
 #include "SimStop.h"
 #if LUMBRIX_SIM_REPLAY
@@ -20,6 +21,7 @@ void printHelp(FILE* out)
             "usage: lumbrix-sim radio [options]                 stand in for the radio side\n"
             "       lumbrix-sim app [options] COMMAND [ARGS]    send one App request, print the answer\n"
             "       lumbrix-sim replay [options] CAPTURE...     send a capture's traffic to a gateway again\n"
+            "       lumbrix-sim counters LOG...                 the gateway's counter lines as tables of rates\n"
             "       lumbrix-sim MODE --help                     the options and commands of a mode\n"
             "       lumbrix-sim --version                       the build's version\n"
             "\n"
@@ -57,6 +59,10 @@ int main(int argc, char** argv)
     if (strcmp(mode, "app") == 0) {
         CSimApp app;
         return app.run(argc - 2, argv + 2);
+    }
+    if (strcmp(mode, "counters") == 0) {
+        CSimCounters counters;
+        return counters.run(argc - 2, argv + 2);
     }
     if (strcmp(mode, "replay") == 0) {
 #if LUMBRIX_SIM_REPLAY
