@@ -1,8 +1,10 @@
 // The libFuzzer targets: one source, built once per row of s_targets with
 // LUMBRIX_FUZZ_TARGET naming the row. Each process brings the gateway up as
 // main control does, minus the sockets: the logger writes every level to
-// /dev/null (so every log expression is evaluated), every handler is
-// registered, and what a handler sends goes to a checking client. It works
+// /dev/null (so every log expression is evaluated) and standard output, where
+// every line goes too, drops what it is given, so that a line costs no
+// system call; every handler is registered, and what a handler sends goes to
+// a checking client. It works
 // in a directory of its own, as the configuration loaders act on the paths
 // they load. With FUZZ_SEED_DIR set it first writes its seeds there, from
 // the sample traffic.
@@ -30,6 +32,7 @@
 #include "common/core/KsLog.h"
 #include "framework/LoggerConfig.h"
 #include "framework/LumbrixConfig.h"
+#include "framework/RecorderConfig.h"
 #include "msgHandle/MsgHandleManager.h"
 #include "kit/OutputCheck.h"
 #include "dataAccess/service/ProtobufService.h"
@@ -91,11 +94,12 @@ void resetLinkParser(uint8_t channel)
     memset(xolt_get_channel_status(channel), 0, sizeof(xolt_status_t));
 }
 
-void drainPendingQueues()
+// Empties every pending-request queue but the one given.
+void drainPendingQueues(uint32_t kept = 0)
 {
     for (auto& entry : CGlobalStatus::ms_mapMessageIDtoSequence) {
         int sequence = 0;
-        while (CGlobalStatus::popSequence(entry.first, sequence)) {
+        while (entry.first != kept && CGlobalStatus::popSequence(entry.first, sequence)) {
         }
     }
 }
@@ -135,13 +139,15 @@ int parseLink(const uint8_t* data, size_t size)
 }
 
 // Datagrams into the link service. A piece of 1200 bytes completes at most
-// 121 frames: fewer rocker-mode answers than the gets kept pending.
+// 121 frames: fewer rocker-mode answers than the gets kept pending. The
+// pending gets all hold 0 and only frames take from them, so the queue is
+// topped up rather than refilled.
 int intoLinkService(const uint8_t* data, size_t size)
 {
     static std::unique_ptr<ICServiceBase> s_service(static_cast<ICServiceBase*>(CXoltService::create()));
     constexpr size_t kPieceLen = 1200;
     resetLinkParser(XOLT_COMM_0);
-    drainPendingQueues();
+    drainPendingQueues(qp::PARAM_GET_MSG);
     for (size_t offset = 0; offset < size; offset += kPieceLen) {
         while (CGlobalStatus::ms_mapMessageIDtoSequence[qp::PARAM_GET_MSG].size() < 127) {
             CGlobalStatus::pushSequence(qp::PARAM_GET_MSG, 0);
@@ -199,8 +205,9 @@ bool loggerStaysInside(const std::string& text)
     return !(log.getChildNode("fileCnt", value) && value.getValue(count) && count > 16);
 }
 
-// The gateway's and the logger's configuration loaders on the text (both
-// first take it as a file name: not for the files of this machine).
+// The gateway's, the recorder's and the logger's configuration loaders on
+// the text (each first takes it as a file name: not for the files of this
+// machine).
 int loadConfigs(const uint8_t* data, size_t size)
 {
     const std::string text(reinterpret_cast<const char*>(data), size);
@@ -208,6 +215,7 @@ int loadConfigs(const uint8_t* data, size_t size)
         return -1;
     }
     CLumbrixConfig().loadConfig(text);
+    CRecorderConfig().load(text);
     // The logger takes a C string, as from the command line.
     const std::string cText(text.c_str());
     if (!loggerStaysInside(cText)) {
@@ -218,16 +226,22 @@ int loadConfigs(const uint8_t* data, size_t size)
     return 0;
 }
 
-// Every sample frame, and all of them back to back in one datagram.
+// Every sample frame, and the frames back to back four at a time (a frame
+// after others: what they left in the receive record). Short streams, not
+// one of every frame: an input costs what its frames cost, and the inputs
+// the fuzzer keeps descend from the seeds.
 std::vector<TSampleMessage> linkSeeds()
 {
     std::vector<TSampleMessage> seeds = sampleRadioFrames(7);
-    TSampleMessage all;
-    all.name = "stream_every_frame";
-    for (const TSampleMessage& f : seeds) {
-        all.bytes += all.bytes.size() + f.bytes.size() <= 4096 ? f.bytes : "";
+    const size_t frames = seeds.size();
+    for (size_t i = 0; i < frames; i += 4) {
+        TSampleMessage stream;
+        stream.name = "stream_" + std::to_string(i / 4);
+        for (size_t k = i; k < std::min(i + 4, frames); ++k) {
+            stream.bytes += seeds[k].bytes;
+        }
+        seeds.push_back(stream);
     }
-    seeds.push_back(all);
     return seeds;
 }
 
@@ -274,6 +288,11 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
         abort();
     }
     s_sandbox = dir;
+    // Every log line goes to standard output too, flushed: here into a
+    // stream that drops it without a system call.
+    static const cookie_io_functions_t s_drop = {nullptr, [](void*, const char*, size_t n) -> ssize_t { return n; },
+                                                 nullptr, nullptr};
+    stdout = fopencookie(nullptr, "w", s_drop);
     atexit([] {
         std::error_code ignored;
         std::filesystem::remove_all(s_sandbox, ignored);

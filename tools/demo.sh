@@ -9,6 +9,7 @@
 #
 # LUMBRIX_DEMO_PCAP=FILE also writes the whole session into a capture file
 # (needs mergecap), and FILE.ports the ports it used, as shell assignments.
+# LUMBRIX_DEMO_RECORD=FILE has the gateway record the session itself there.
 # Exit code 0 when every step got its answer.
 set -u
 
@@ -16,6 +17,7 @@ BUILD_DIR=${1:-build}
 GATEWAY="$BUILD_DIR/lumbrix"
 SIM="$BUILD_DIR/lumbrix-sim"
 PCAP_OUT=${LUMBRIX_DEMO_PCAP:-}
+RECORD_OUT=${LUMBRIX_DEMO_RECORD:-}
 STEP_TIMEOUT_MS=2000
 
 for binary in "$GATEWAY" "$SIM"; do
@@ -49,6 +51,8 @@ trap 'exit 130' INT TERM
 # sends), the gateway's App service, the App (where the "app" client sends).
 read -r XOLT_PORT RADIO_PORT PROTOBUF_PORT APP_PORT < <("$SIM" ports free 4)
 CONFIG="$WORK/lumbrix.json"
+RECORD=""
+[ -z "$RECORD_OUT" ] || RECORD=", \"record\": {\"enable\": true, \"file\": \"$RECORD_OUT\"}"
 cat > "$CONFIG" << EOF
 {
   "serviceEntity": [
@@ -63,7 +67,7 @@ cat > "$CONFIG" << EOF
   ],
   "log": {"level": "Info", "file": "$WORK/aiService.log", "fileCnt": 2, "logMode": 0, "fileSize": 4194304,
           "logExternalEnable": false, "logExternalPath": "$WORK/card/", "logExternalImagePath": "$WORK/card/images/",
-          "logTransmitUrl": "$WORK/"}
+          "logTransmitUrl": "$WORK/"}$RECORD
 }
 EOF
 
@@ -204,6 +208,9 @@ if [ -n "$PCAP_OUT" ]; then
   echo
   echo "capture of the session: $PCAP_OUT"
 fi
+
+# The gateway's recorder writes what it holds within 100 ms.
+[ -z "$RECORD_OUT" ] || sleep 0.3
 
 section "Summary"
 if [ $FAILED -eq 0 ]; then

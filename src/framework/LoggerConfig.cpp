@@ -58,15 +58,12 @@ int initLogger(const char* configFile)
 
     TLoggerSettings s;
     int level = E_LOG_LEVEL_INFO;
-    // Only an object has keys: a root of another kind has no "log" and
-    // takes the defaults.
-    if (root.isKeyExist("log")) {
-        CJsonNode log;
-        root.getChildNode("log", log);
-        if (!log.isObject()) {
-            KS_LOG_ERROR("When get object by key, the value type is invalid. key:" << "log");
-            return -1;
-        }
+    CJsonNode log;
+    const int found = CConfigReader::readObject(root, "log", log);
+    if (found == CConfigReader::E_READ_INVALID) {
+        return -1;
+    }
+    if (found == CConfigReader::E_READ_OK) {
         if (readSettings(log, s) != 0) {
             return -1;
         }

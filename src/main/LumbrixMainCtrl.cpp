@@ -9,8 +9,10 @@
 #include "common/util/KsTime.h"
 #include "framework/LumbrixConfig.h"
 #include "msgHandle/MsgHandleManager.h"
+#include "framework/RecorderConfig.h"
 #include "common/ipc/Reflex.h"
 #include "dataAccess/service/ServiceBase.h"
+#include "framework/TrafficRecorder.h"
 
 namespace {
 
@@ -45,6 +47,11 @@ int CLumbrixMainCtrl::init(const char* configFile)
         KS_LOG_ERROR("Fail to load ai service config file " << path);
         return -1;
     }
+    // Recording and counters, when asked for, see every endpoint from its
+    // start.
+    CRecorderConfig recorder;
+    recorder.load(path);
+    CTrafficRecorder::getInstance()->start(recorder);
 
     CIpcFramework* framework = CIpcFramework::getInstance();
     if (framework == nullptr || framework->init() != 0) {

@@ -10,6 +10,12 @@
 
 namespace {
 
+// One more message without a handler (a single writer: no locked add).
+void countUnhandled(std::atomic<uint64_t>& counter)
+{
+    counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+}
+
 // Creates every handler of one family, initialises it and hands it to
 // registerHandle, in the registry's key order.
 template <typename Base, typename Register>
@@ -59,10 +65,12 @@ void CMsgHandleManager::handleProtobufMsg(quelby::protocol::QuelbyMessage& msg)
 {
     if (!msg.has_head_data()) {
         KS_LOG_ERROR("When handle protobuf msg, the head data is not set.");
+        countUnhandled(m_ullUnhandledProtobuf);
         return;
     }
     auto it = m_mapProtobuf2XoltHandle.find(static_cast<uint32_t>(msg.head_data().message_id()));
     if (it == m_mapProtobuf2XoltHandle.end()) {
+        countUnhandled(m_ullUnhandledProtobuf);
         return;
     }
     it->second->handleMsg(msg);
@@ -76,6 +84,7 @@ void CMsgHandleManager::handleXoltMsg(__xolt_message_head* head)
     }
     auto it = m_mapXolt2ProtobufHandle.find(static_cast<uint32_t>(head->msgid));
     if (it == m_mapXolt2ProtobufHandle.end()) {
+        countUnhandled(m_ullUnhandledXolt);
         return;
     }
     it->second->handleMsg(head);

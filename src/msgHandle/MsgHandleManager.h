@@ -1,6 +1,7 @@
 #ifndef LUMBRIX_MSG_HANDLE_MANAGER_H
 #define LUMBRIX_MSG_HANDLE_MANAGER_H
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -34,6 +35,11 @@ public:
     // word.
     void handleXoltMsg(__xolt_message_head* head);
 
+    // Messages no handler took (App envelopes without a head among them),
+    // counted by the thread that dispatches them, readable from any thread.
+    const std::atomic<uint64_t>& unhandledProtobuf() const { return m_ullUnhandledProtobuf; }
+    const std::atomic<uint64_t>& unhandledXolt() const { return m_ullUnhandledXolt; }
+
 private:
     CMsgHandleManager() = default;
     ~CMsgHandleManager() = default;
@@ -42,6 +48,8 @@ private:
 
     std::map<uint32_t, std::shared_ptr<CProtobuf2XoltHandleBase>> m_mapProtobuf2XoltHandle;
     std::map<uint32_t, std::shared_ptr<CXolt2ProtobufHandleBase>> m_mapXolt2ProtobufHandle;
+    std::atomic<uint64_t> m_ullUnhandledProtobuf{0};
+    std::atomic<uint64_t> m_ullUnhandledXolt{0};
 };
 
 #endif

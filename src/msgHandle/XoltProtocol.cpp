@@ -44,7 +44,20 @@ void addHeaderByte(xolt_message_head_t* msg, uint8_t c)
     accumulateCrc(msg, c);
 }
 
+xolt_rx_counts_t s_rxCounts;
+
+// One writer per count: no locked add.
+void addCount(std::atomic<uint64_t>& count, uint64_t n)
+{
+    count.store(count.load(std::memory_order_relaxed) + n, std::memory_order_relaxed);
+}
+
 } // namespace
+
+const xolt_rx_counts_t& xolt_get_rx_counts()
+{
+    return s_rxCounts;
+}
 
 xolt_message_head_t* xolt_get_channel_buffer(uint8_t chan)
 {
@@ -77,6 +90,8 @@ __attribute__((always_inline)) inline uint8_t frameChar(xolt_message_head_t* rxm
             rxmsg->magic = c;
             startCrc(rxmsg);
             rxmsg->checksum = XOLT_STX;
+        } else {
+            addCount(s_rxCounts.skipped_bytes, 1);
         }
         break;
 
@@ -91,6 +106,7 @@ __attribute__((always_inline)) inline uint8_t frameChar(xolt_message_head_t* rxm
         rxmsg->len_hi = c;
         rxmsg->len = static_cast<uint16_t>(rxmsg->len_lo + 256 * c);
         if (rxmsg->len > XOLT_MAX_PAYLOAD_LEN) {
+            addCount(s_rxCounts.skipped_bytes, 3); // start, length
             status->parse_error++;
             status->parse_state = XOLT_PARSE_STATE_IDLE;
         } else {
@@ -125,6 +141,7 @@ __attribute__((always_inline)) inline uint8_t frameChar(xolt_message_head_t* rxm
 
     case XOLT_PARSE_STATE_GOT_MSGID:
         if (c != rxmsg->checksum) {
+            addCount(s_rxCounts.skipped_bytes, XOLT_HEADER_LEN);
             status->parse_error++;
             status->parse_state = XOLT_PARSE_STATE_IDLE;
         } else {
@@ -193,6 +210,7 @@ __attribute__((noinline)) void dropBadCrcFrame(xolt_message_head_t* rxmsg, xolt_
 {
     const uint8_t* ck = xolt_payload(r_message) + r_message->len;
     r_message->crc = static_cast<uint16_t>(ck[0] | (ck[1] << 8));
+    addCount(s_rxCounts.bad_crc_frames, 1);
     printf("======XOLT_FRAMING_BAD_CRC, msgid: %d, sourceid: %d=========\n", r_message->msgid, r_message->sourceid);
     status->parse_error++;
     status->msg_received = XOLT_FRAMING_INCOMPLETE;

@@ -1,6 +1,7 @@
 #ifndef LUMBRIX_XOLT_PROTOCOL_H
 #define LUMBRIX_XOLT_PROTOCOL_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -122,6 +123,17 @@ struct __xolt_status {
     uint32_t packet_tx_fail_count[256];         // not used by this program
 };
 typedef struct __xolt_status xolt_status_t;
+
+// Receive counts of the parser over every channel (the gateway feeds one):
+// frames dropped for their CRC, and bytes that were part of no frame
+// (before a start byte, or of a header dropped for its length or its
+// checksum). Counted by the thread that feeds the parser, readable from any
+// thread.
+struct xolt_rx_counts_t {
+    std::atomic<uint64_t> bad_crc_frames{0};
+    std::atomic<uint64_t> skipped_bytes{0};
+};
+const xolt_rx_counts_t& xolt_get_rx_counts();
 
 // CRC extra of every msgid: the byte that closes the CRC of its frames.
 inline constexpr uint8_t xolt_message_crcs[256] = {

@@ -17,6 +17,7 @@
 //   args WORD...           arguments after the configuration file (CPU list)
 //   argv [WORD...]         the whole command line instead; nothing is awaited
 //   file NAME TEXT         writes TEXT to NAME in the temporary directory
+//   config TEXT            adds TEXT (members) to the configuration's root
 // Input:
 //   app ID SEQ [head H] [token T] [TYPE {TEXT} | data "BYTES"]
 //                          an App envelope (head type 1, token "App" unless
@@ -45,6 +46,7 @@
 //   out TEXT [| TEXT...] / no TEXT [| TEXT...]
 //                          each TEXT is / is not in the output (stdout, stderr)
 //   count N TEXT           TEXT exactly N times in the output
+//   match REGEX            the output matches REGEX (ECMAScript)
 //   mark                   output searches start from here on
 //   in FILE TEXT           the file in the temporary directory holds TEXT
 //   alive                  a key event and a time sync are still answered
@@ -194,7 +196,7 @@ std::string text(const std::string& s)
 }
 
 // BYTES as above; -1 stands for any byte, -2 for any rest.
-bool parseBytes(const std::string& s, std::vector<int>& out)
+bool parseBytesOnce(const std::string& s, std::vector<int>& out)
 {
     static const std::regex word(R"((\.\.\.)|~(\d+)|([0-9a-f]{2})\.\.([0-9a-f]{2})|((?:[0-9a-f]{2}|\?\?)+|".*")(?:\*(\d+))?)",
                                  std::regex::icase);
@@ -222,6 +224,21 @@ bool parseBytes(const std::string& s, std::vector<int>& out)
         }
     }
     return true;
+}
+
+// The same, remembered: steps repeated thousands of times give the same texts.
+bool parseBytes(const std::string& s, std::vector<int>& out)
+{
+    static std::map<std::string, std::pair<bool, std::vector<int>>> s_seen;
+    const auto seen = s_seen.find(s);
+    if (seen != s_seen.end()) {
+        out = seen->second.second;
+        return seen->second.first;
+    }
+    std::pair<bool, std::vector<int>>& result = s_seen[s];
+    result.first = parseBytesOnce(s, result.second);
+    out = result.second;
+    return result.first;
 }
 
 // "TYPE {TEXT}" as a message of that type, or nothing.
@@ -368,8 +385,11 @@ private:
             }
         } else if (keyword == "file" && in >> word) {
             writeFile(h.dir.file(word), expand(trim(step.substr(step.find(word) + word.size()))));
+        } else if (keyword == "config") {
+            h.extraConfig = expand(trim(step.substr(keyword.size())));
         }
-        return keyword == "level" || keyword == "args" || keyword == "argv" || keyword == "file" || keyword == "native";
+        return keyword == "level" || keyword == "args" || keyword == "argv" || keyword == "file" || keyword == "native" ||
+               keyword == "config";
     }
 
     bool start()
@@ -382,26 +402,38 @@ private:
 
     std::string expand(const std::string& step)
     {
-        static const std::regex field(R"(\{([a-z0-9]+)(?:@(\d+))?\})");
         const std::map<std::string, std::string> names{
             {"size", std::to_string(m_lastAppSize)}, {"app", std::to_string(h.app.port())},
             {"radio", std::to_string(h.radio.port())}, {"xolt", std::to_string(h.xoltPort)},
             {"protobuf", std::to_string(h.protobufPort)}, {"dir", h.dir.path()}, {"config", h.configPath},
             {"json", h.configJson(m_level)}, {"gateway", gatewayBinary()},
             {"pid", std::to_string(h.process ? h.process->pid() : 0)}};
+        // {name} or {name@N}: scanned by hand, as steps repeated thousands of
+        // times are expanded each time.
         std::string out;
-        auto last = step.cbegin();
-        for (std::sregex_iterator it(step.begin(), step.end(), field), end; it != end; last = (it++)->suffix().first) {
-            const std::string name = (*it)[1];
-            const uint8_t* r = &m_record[std::min<size_t>((*it)[2].matched ? std::stoul((*it)[2]) : 0, 520)];
+        size_t last = 0;
+        for (size_t open = step.find('{'); open != std::string::npos; open = step.find('{', open + 1)) {
+            const size_t end = step.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789", open + 1);
+            const size_t at = end != std::string::npos && step[end] == '@' ? end : std::string::npos;
+            const size_t close = at != std::string::npos ? step.find_first_not_of("0123456789", at + 1) : end;
+            if (end == open + 1 || close == std::string::npos || step[close] != '}' || close == at + 1) {
+                continue;
+            }
+            const std::string name = step.substr(open + 1, end - open - 1);
+            const uint8_t* r = &m_record[std::min<size_t>(at != std::string::npos ? std::stoul(step.substr(at + 1)) : 0, 520)];
             const uint32_t u32 = r[0] | r[1] << 8 | r[2] << 16 | static_cast<uint32_t>(r[3]) << 24;
             const std::map<std::string, int64_t> record{
                 {"u8", r[0]}, {"s8", static_cast<int8_t>(r[0])}, {"u16", u32 & 0xFFFF}, {"i16", static_cast<int16_t>(u32)}, {"u32", u32}};
-            out.append(last, it->prefix().second) += (*it)[2].matched && record.count(name) ? std::to_string(record.at(name))
-                                                     : names.count(name)                    ? names.at(name)
-                                                                                            : it->str();
+            if (at != std::string::npos && record.count(name)) {
+                out.append(step, last, open - last) += std::to_string(record.at(name));
+            } else if (at == std::string::npos && names.count(name)) {
+                out.append(step, last, open - last) += names.at(name);
+            } else {
+                continue;
+            }
+            last = close + 1;
         }
-        return out.append(last, step.cend());
+        return out.append(step, last, std::string::npos);
     }
 
     bool one(const std::string& step)
@@ -458,6 +490,10 @@ private:
             within(2000, [&] { return count() >= n; });
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             return count() == n || fail(std::to_string(count()) + " times, not " + std::to_string(n) + ": " + what);
+        } else if (keyword == "match") {
+            const std::regex pattern(rest);
+            return within(2000, [&] { return std::regex_search(h.output().substr(m_mark), pattern); }) ||
+                   fail("no match for " + rest);
         } else if (keyword == "mark") {
             m_mark = h.output().size();
             return true;

@@ -7,9 +7,12 @@
 // radio side and App, and their addresses from the gateway's configuration.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <iterator>
 #include <sstream>
+#include <thread>
 #include <sys/wait.h>
 
 #include "GatewayHarness.h"
@@ -116,29 +119,44 @@ TEST_F(SimulatorTest, EveryFamilyIsAnsweredThroughTheGateway)
     EXPECT_EQ(exitCode(*radio, 5000, SIGTERM), 0);
 }
 
-// A session recorded with the simulators' --pcap (one capture per process),
-// replayed against a fresh gateway: every answer as recorded. With one byte
-// of a recorded answer changed (the gimbal speed told to the App, 50 to 51)
-// the replay fails and says where.
+// A session recorded, as rows: by the simulators' --pcap (one capture per
+// process), and by the gateway itself ("record"); replayed against a fresh
+// gateway of the same configuration, every answer as recorded. With one
+// byte of a recorded answer changed (the gimbal speed told to the App, 50
+// to 51) the replay fails and says where.
 TEST_F(SimulatorTest, ReplayOfARecordedSessionComparesTheAnswers)
 {
-    std::vector<std::string> captures{h.dir.file("radio.pcap")};
-    std::unique_ptr<GatewayProcess> radio = startRadio({"--pcap", captures.front()});
-    for (std::vector<std::string> words : std::vector<std::vector<std::string>>{
-             {"get-param", "gimbal-speed"}, {"set-param", "rocker-mode", "2"}, {"get-param", "rocker-mode"},
-             {"system-time", "1700000000", "8"}, {"nest", "cabin", "1", "2"}, {"device-info"}}) {
-        captures.push_back(h.dir.file("app" + std::to_string(captures.size()) + ".pcap"));
-        words.insert(words.begin(), {"--pcap", captures.back()});
-        ASSERT_EQ(app(words).code, 0);
-    }
-    ASSERT_EQ(exitCode(*radio, 5000, SIGTERM), 0);
+    std::vector<std::string> captures;
+    for (const bool byGateway : {true, false}) {
+        const std::string recording = h.dir.file("gateway.pcap");
+        h.extraConfig = byGateway ? "\"record\": {\"enable\": true, \"file\": \"" + recording + "\"}" : "";
+        ASSERT_TRUE(h.start("Info")) << h.output();
+        captures = {h.dir.file("radio.pcap")};
+        std::unique_ptr<GatewayProcess> radio = startRadio(byGateway ? std::vector<std::string>{} : std::vector<std::string>{"--pcap", captures.front()});
+        for (std::vector<std::string> words : std::vector<std::vector<std::string>>{
+                 {"get-param", "gimbal-speed"}, {"set-param", "rocker-mode", "2"}, {"get-param", "rocker-mode"},
+                 {"system-time", "1700000000", "8"}, {"nest", "cabin", "1", "2"}, {"device-info"}}) {
+            captures.push_back(h.dir.file("app" + std::to_string(captures.size()) + ".pcap"));
+            if (!byGateway) {
+                words.insert(words.begin(), {"--pcap", captures.back()});
+            }
+            ASSERT_EQ(app(words).code, 0);
+        }
+        ASSERT_EQ(exitCode(*radio, 5000, SIGTERM), 0);
+        if (byGateway) {
+            // The recorder thread writes what it holds within 100 ms.
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            captures = {h.dir.file("copy.pcap")};
+            writeFile(captures.front(), readFile(recording));
+        }
 
-    std::vector<std::string> replay{"replay", "--gateway-config", h.configPath, "--speed", "0", "--compare"};
-    replay.insert(replay.end(), captures.begin(), captures.end());
-    ASSERT_TRUE(h.start("Info")) << h.output();
-    const SimResult same = sim(replay);
-    EXPECT_EQ(same.code, 0);
-    EXPECT_TRUE(holds(same.output, {"compare: all 12 answers as recorded"}));
+        std::vector<std::string> replay{"replay", "--gateway-config", h.configPath, "--speed", "0", "--compare"};
+        replay.insert(replay.end(), captures.begin(), captures.end());
+        ASSERT_TRUE(h.start("Info")) << h.output();
+        const SimResult same = sim(replay);
+        EXPECT_EQ(same.code, 0) << same.output;
+        EXPECT_TRUE(holds(same.output, {"compare: all 12 answers as recorded"})) << "recorded by the gateway: " << byGateway;
+    }
 
     // The first App capture ends with its answer; the gimbal speed in it is
     // the last 08 32 (field 1, varint 50).
@@ -146,11 +164,33 @@ TEST_F(SimulatorTest, ReplayOfARecordedSessionComparesTheAnswers)
     changed[changed.rfind(std::string{'\x08', '\x32'}) + 1] = '\x33';
     writeFile(captures[1], changed);
     ASSERT_TRUE(h.start("Info")) << h.output();
+    std::vector<std::string> replay{"replay", "--gateway-config", h.configPath, "--speed", "0", "--compare"};
+    replay.insert(replay.end(), captures.begin(), captures.end());
     const SimResult differs = sim(replay);
     EXPECT_EQ(differs.code, 1);
     EXPECT_TRUE(holds(differs.output, {"compare: answer 1 to the App (App PARAM_GET_MSG (1)) differs from the recorded one:\n",
                                        "\n    recorded:     value: 51\n    replayed:     value: 50\n",
                                        "compare: differences: 1 (answers recorded: 12)\n"}));
+}
+
+// Every recording of tests/e2e/recordings/NAME/ (tools/add-recording-test.sh
+// puts them there: the configuration of the gateway that made it and its
+// capture files) replayed against a fresh gateway: every answer as recorded.
+TEST_F(SimulatorTest, RecordingsReplayAsRecorded)
+{
+    for (const auto& dir : std::filesystem::directory_iterator(LUMBRIX_SOURCE_DIR "/tests/e2e/recordings")) {
+        std::vector<std::string> replay{"replay", "--gateway-config", h.configPath, "--capture-config",
+                                        (dir.path() / "lumbrix.json").string(), "--speed", "0", "--compare"};
+        for (const auto& file : std::filesystem::directory_iterator(dir.path())) {
+            if (file.path().filename() != "lumbrix.json") {
+                replay.push_back(file.path().string());
+            }
+        }
+        ASSERT_TRUE(h.start("Info")) << h.output();
+        const SimResult r = sim(replay);
+        EXPECT_EQ(r.code, 0) << dir.path() << "\n" << r.output;
+        EXPECT_TRUE(holds(r.output, {"compare: all "})) << dir.path();
+    }
 }
 
 TEST_F(SimulatorTest, RadioReportsReachTheApp)

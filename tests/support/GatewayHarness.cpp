@@ -79,6 +79,9 @@ std::string GatewayHarness::configJson(const std::string& level) const
  "log": {"level": "<LEVEL>", "file": "<LOG>", "fileCnt": 3, "logMode": 0, "fileSize": 1073741824, "logExternalEnable": false,
   "logExternalPath": "<DIR>/no-card/", "logExternalImagePath": "<DIR>/no-card/images/", "logTransmitUrl": "<DIR>/", "totalSize": 4194304, "minFileCnt": 5}}
 )";
+    if (!extraConfig.empty()) {
+        json.insert(json.rfind('}'), ",\n " + extraConfig);
+    }
     for (const auto& [key, value] : std::map<std::string, std::string>{
              {"<XOLT>", std::to_string(xoltPort)}, {"<PROTOBUF>", std::to_string(protobufPort)},
              {"<RADIO>", std::to_string(radio.port())}, {"<APP>", std::to_string(app.port())}, {"<LEVEL>", level},

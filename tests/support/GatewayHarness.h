@@ -41,7 +41,8 @@ public:
     GatewayHarness(const GatewayHarness&) = delete;
     GatewayHarness& operator=(const GatewayHarness&) = delete;
 
-    // The configuration text for the given log level ("Error" ... "Debug").
+    // The configuration text for the given log level ("Error" ... "Debug"),
+    // with extraConfig's members added to its root object.
     std::string configJson(const std::string& level) const;
     // Writes the configuration, starts the gateway and waits until both
     // services listen (on new ports if another process took one first).
@@ -63,6 +64,7 @@ public:
     std::string logPath = dir.file("aiService.log");
     std::string outputPath = dir.file("stdout.txt");
     std::unique_ptr<GatewayProcess> process;
+    std::string extraConfig;
 };
 
 #endif

@@ -4,6 +4,7 @@
 #include "common/core/KsLog.h"
 #include "framework/LoggerConfig.h"
 #include "framework/LumbrixConfig.h"
+#include "framework/RecorderConfig.h"
 #include "UnitTest.h"
 
 namespace {
@@ -122,7 +123,7 @@ TEST_F(ConfigTest, LoggerKeysAreReadWithTheirDefaultsOrRefused)
         // An unknown level name is Info.
         {R"({"log": {"level": "Loud", "file": "%D/c.log"}})", 0, E_LOG_LEVEL_INFO, "%D/c.log", {}},
         {R"({"log": {"level": 2}})", -1, 3, "", {kInvalid + "level"}},
-        {R"({"log": []})", -1, 3, "", {"When get object by key, the value type is invalid. key:log"}},
+        {R"({"log": []})", -1, 3, "", {"[Error] LoggerConfig.cpp:", "When get object by key, the value type is invalid. key:log"}},
         {R"({"log": {"fileCnt": "8"}})", -1, 3, "", {kInvalid + "fileCnt"}},
         {R"({"log": {"logExternalEnable": 1}})", -1, 3, "", {kInvalid + "logExternalEnable"}},
         {R"({"log": {"minFileCnt": true}})", -1, 3, "", {kInvalid + "minFileCnt"}},
@@ -147,6 +148,43 @@ TEST_F(ConfigTest, LoggerKeysAreReadWithTheirDefaultsOrRefused)
         }
         for (const std::string& line : c.m_vecPrinted) {
             EXPECT_NE(std::string::npos, printed.find(withDir(line))) << json << "\n" << printed;
+        }
+    }
+}
+
+// "record" and "stats" follow the rules of "log", except that a wrong type
+// leaves only that feature off; "%L" is the live log file's directory.
+TEST_F(ConfigTest, RecordAndStatsKeysAreReadLikeTheLogObjectsOrLeaveTheirFeatureOff)
+{
+    const struct {
+        std::string m_strJson;
+        std::string m_strLoaded;
+        std::vector<std::string> m_vecPrinted; // none: nothing at all
+    } cases[] = {
+        {R"({"log": {}})", "record 0 %L/lumbrix.pcap 8388608x4, stats 0", {}},
+        {R"({"record": {"enable": true}, "stats": {"interval": 60}})", "record 1 %L/lumbrix.pcap 8388608x4, stats 60",
+         {kMissing + "file", kMissing + "fileSize", kMissing + "fileCnt"}},
+        {R"({"record": {"enable": true, "file": "/r.pcap", "fileSize": 1000, "fileCnt": 1}})",
+         "record 1 /r.pcap 1000x2, stats 0", {}},
+        {R"({"record": {"enable": true, "fileSize": "1000"}, "stats": {"interval": 5}})",
+         "record 0 %L/lumbrix.pcap 8388608x4, stats 5", {kInvalid + "fileSize"}},
+        {R"({"record": {"enable": 1}})", "record 0 %L/lumbrix.pcap 8388608x4, stats 0", {kInvalid + "enable"}},
+        {R"({"record": true, "stats": {}})", "record 0 %L/lumbrix.pcap 8388608x4, stats 0",
+         {"When get object by key, the value type is invalid. key:record", kMissing + "interval"}},
+        {R"({"record": {"enable": true, "fileCnt": 3}, "stats": {"interval": 1.5}})",
+         "record 1 %L/lumbrix.pcap 8388608x3, stats 0", {kInvalid + "interval"}},
+    };
+    const std::string log = CKsLog::getInstance()->getLogFilePath();
+    for (const auto& c : cases) {
+        CRecorderConfig config;
+        const std::string printed = captureStdout([&] { config.load(c.m_strJson); });
+        std::ostringstream loaded;
+        loaded << "record " << config.recording() << " " << config.m_strRecordFile << " " << config.m_iRecordFileSize
+               << "x" << config.m_iRecordFileCnt << ", stats " << config.m_iStatsInterval;
+        EXPECT_EQ(replaced(c.m_strLoaded, "%L", log.substr(0, log.rfind('/'))), loaded.str()) << c.m_strJson;
+        EXPECT_EQ(c.m_vecPrinted.empty(), printed.empty()) << c.m_strJson << "\n" << printed;
+        for (const std::string& line : c.m_vecPrinted) {
+            EXPECT_NE(std::string::npos, printed.find(line)) << c.m_strJson << "\n" << printed;
         }
     }
 }

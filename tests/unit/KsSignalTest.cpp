@@ -2,8 +2,12 @@
 // SIGINT, SIGHUP, SIGTERM and SIGSEGV do to the real gateway is checked end
 // to end.
 #include <sys/socket.h>
+#include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
 
 #include "common/util/KsSignal.h"
 #include "UnitTest.h"
@@ -81,6 +85,19 @@ TEST(KsSignal, HandledSignalsAreLoggedAndTheProcessCarriesOn)
          },
          SIGUSR1,
          {{"Signal 10, has not set handle function, use default handle.\n", 1}, {kSet, 55}, {"survived usr1", 0}}},
+        {"the interrupted code's errno survives a handler whose log file cannot be opened",
+         [] {
+             CKsSignal::init();
+             CKsLog::CLogConfig unopenable;
+             unopenable.m_strLogFilePath = "/proc/self/no-such-directory/ai.log";
+             CKsLog::getInstance()->addLogConfig(&unopenable);
+             CKsLog::getInstance()->reInit();
+             errno = EAGAIN;
+             kill(getpid(), SIGUSR2);
+             printf("errno kept: %d\n", errno == EAGAIN ? 1 : 0);
+         },
+         0,
+         {{"Receive signal SIGUSR2(no=12 from process ", 1}, {"errno kept: 1\n", 1}}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.m_pszName);

@@ -81,6 +81,7 @@ TEST(ThreadGenerator, RunsOnANamedThreadAndStopClearsTheCallingThreadsFlag)
             again.m_bGo = true;
             EXPECT_EQ(generator.start(&again, &CWorker::work), 0);
             EXPECT_TRUE(again.finished());
+            EXPECT_TRUE(eventually([&] { return generator.getStatus() == E_THREAD_STATUS_FINISHED; }));
         }
     }
 }

@@ -166,6 +166,7 @@ version_first() {
     { echo "the log begins:"; head -3 "$LOG"; return 1; }
 }
 check "the log begins with the version line" version_first
+check "the counters are on, every 60 s" grep -q "Counters every 60 s" "$LOG"
 
 "${SIM[@]}" radio --config "$CONFIG" --duration 120000 > "$WORK/radio.out" 2>&1 &
 PIDS+=($!)

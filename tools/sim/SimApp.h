@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <netinet/in.h>
 
-#include "PcapWriter.h"
+#include "common/util/PcapWriter.h"
 #include "kit/UdpPeer.h"
 #include "quelby_protocol.pb.h"
 

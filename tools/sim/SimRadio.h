@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "PcapWriter.h"
+#include "common/util/PcapWriter.h"
 #include "kit/UdpPeer.h"
 #include "msgHandle/XoltProtocol.h"
 

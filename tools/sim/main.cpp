@@ -9,6 +9,7 @@
 #include "common/core/KsLog.h"
 #include "LumbrixVersion.h"
 #include "SimApp.h"
+#include "SimCounters.h"
 #include "SimRadio.h"
 #include "SimStop.h"
 #include "kit/UdpPeer.h"
@@ -26,6 +27,7 @@ void printHelp(FILE* out)
             "       lumbrix-sim replay [options] CAPTURE...     send a capture's traffic to a gateway again\n"
             "       lumbrix-sim ports free N | held PORT... | wait PORT...\n"
             "                                                   free ports on 127.0.0.1, or whether they are held\n"
+            "       lumbrix-sim counters LOG...                 the gateway's counter lines as tables of rates\n"
             "       lumbrix-sim MODE --help                     the options and commands of a mode\n"
             "       lumbrix-sim --version                       the build's version\n"
             "\n"
@@ -99,6 +101,10 @@ int main(int argc, char** argv)
     }
     if (strcmp(mode, "ports") == 0) {
         return ports(argc - 2, argv + 2);
+    }
+    if (strcmp(mode, "counters") == 0) {
+        CSimCounters counters;
+        return counters.run(argc - 2, argv + 2);
     }
     if (strcmp(mode, "replay") == 0) {
 #if LUMBRIX_SIM_REPLAY

@@ -309,18 +309,7 @@ void CKsLog::loopBackupFile()
         fclose(m_pFile);
         m_pFile = nullptr;
     }
-    const std::string& path = m_pCurLogConfig->m_strLogFilePath;
-    const std::string backupBase = path + ".";
-    int count = m_pCurLogConfig->m_iMaxFileCnt;
-    for (int i = count - 2; i >= 1; --i) {
-        std::string backup = numbered(backupBase, i);
-        if (CFileUtil::isFileExist(backup.c_str())) {
-            CFileUtil::mv(backup.c_str(), numbered(backupBase, i + 1).c_str());
-        }
-    }
-    if (count >= 2) {
-        CFileUtil::mv(path.c_str(), numbered(backupBase, 1).c_str());
-    }
+    CFileUtil::shiftBackups(m_pCurLogConfig->m_strLogFilePath, m_pCurLogConfig->m_iMaxFileCnt);
 }
 
 void CKsLog::clearBackupFile()
@@ -351,6 +340,12 @@ void CKsLog::clearBackupFile()
     for (int k = first; k < count; ++k) {
         CFileUtil::rm(numbered(backupBase, k).c_str());
     }
+}
+
+std::string CKsLog::getLogFilePath()
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutexWriteLog);
+    return m_pCurLogConfig->m_strLogFilePath;
 }
 
 bool CKsLog::getLogExternalEnable() const

@@ -82,6 +82,8 @@ public:
     void clearBackupFile();
 
     bool getLogExternalEnable() const;
+    // The live log file of the current target.
+    std::string getLogFilePath();
     std::string getLogExternalImagePath() const;
 
     static void setSdkLogLevel(int sdkLevel, int ourLevel);

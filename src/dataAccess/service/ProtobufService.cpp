@@ -1,5 +1,6 @@
 #include "dataAccess/service/ProtobufService.h"
 
+#include "framework/EndpointTap.h"
 #include "common/core/KsLog.h"
 #include "msgHandle/MsgHandleManager.h"
 #include "quelby_protocol.pb.h"
@@ -45,10 +46,23 @@ int CProtobufService::onReadData(CIpcHandleBase*, int len, const char* data)
     quelby::protocol::QuelbyMessage* message =
         google::protobuf::Arena::CreateMessage<quelby::protocol::QuelbyMessage>(&s_arena);
     if (message->ParseFromArray(data, len)) {
+        if (m_pTap != nullptr) {
+            m_pTap->countAccepted();
+        }
         CMsgHandleManager::getInstance()->handleProtobufMsg(*message);
     } else {
+        if (m_pTap != nullptr) {
+            m_pTap->countRejected();
+        }
         KS_LOG_ERROR("Fail to parse protobuf msg, msg len:" << len);
     }
     s_arena.Reset();
     return 0;
+}
+
+void CProtobufService::addCounters(CEndpointTap& tap)
+{
+    tap.addCounter("envelopesAccepted", tap.accepted());
+    tap.addCounter("unparsed", tap.rejected());
+    tap.addCounter("noHandler", CMsgHandleManager::getInstance()->unhandledProtobuf());
 }

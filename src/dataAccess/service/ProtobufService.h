@@ -13,6 +13,10 @@ public:
 
     int onReadData(CIpcHandleBase* handle, int len, const char* data) override;
 
+protected:
+    // Envelopes accepted and refused, and the dispatcher's refusals.
+    void addCounters(CEndpointTap& tap) override;
+
 private:
     static CReflexRegister<ICServiceBase> ms_reflexRegister;
 };

@@ -14,6 +14,10 @@ public:
 
     int onReadData(CIpcHandleBase* handle, int len, const char* data) override;
 
+protected:
+    // Frames accepted, and the parser's and the dispatcher's refusals.
+    void addCounters(CEndpointTap& tap) override;
+
 private:
     static CReflexRegister<ICServiceBase> ms_reflexRegister;
 };

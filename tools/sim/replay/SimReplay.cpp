@@ -88,6 +88,8 @@ void CSimReplay::printHelp(FILE* out)
             "                          listen (default: the addresses of config/lumbrix.json)\n"
             "  --capture-ports X,R,P,A the ports in the capture: link service, radio side, App\n"
             "                          service, App (default: those of the gateway configuration)\n"
+            "  --capture-config FILE   the same ports from the configuration of the gateway that\n"
+            "                          made the capture (its own recording, say)\n"
             "  --speed X               spacing divided by X (default 1); 0: no spacing at all\n"
             "  --wait MS               how long to wait for answers before going on (default 1000)\n"
             "  --compare               check every answer against the one recorded at the same\n"
@@ -128,6 +130,20 @@ int CSimReplay::configure(CSimArgs& args)
     }
     uint16_t ports[4] = {ntohs(m_service[E_RADIO].sin_port), ntohs(listen[E_RADIO].sin_port),
                          ntohs(m_service[E_APP].sin_port), ntohs(listen[E_APP].sin_port)};
+    sockaddr_in captured[2][E_SIDES]{};
+    if (args.has("capture-config") &&
+        (CSimConfig::addresses(args.value("capture-config"), CSimConfig::E_SIDE_RADIO, captured[0][E_RADIO],
+                               captured[1][E_RADIO], error) != 0 ||
+         CSimConfig::addresses(args.value("capture-config"), CSimConfig::E_SIDE_APP, captured[0][E_APP],
+                               captured[1][E_APP], error) != 0)) {
+        fprintf(stderr, "lumbrix-sim replay: %s\n", error.c_str());
+        return -1;
+    }
+    if (args.has("capture-config")) {
+        const uint16_t fromConfig[4] = {ntohs(captured[1][E_RADIO].sin_port), ntohs(captured[0][E_RADIO].sin_port),
+                                        ntohs(captured[1][E_APP].sin_port), ntohs(captured[0][E_APP].sin_port)};
+        std::copy(fromConfig, fromConfig + 4, ports);
+    }
     if (args.has("capture-ports") && !parsePorts(args.value("capture-ports"), ports)) {
         fprintf(stderr, "lumbrix-sim replay: option --capture-ports: '%s' is not four port numbers X,R,P,A\n",
                 args.value("capture-ports").c_str());
@@ -149,7 +165,7 @@ int CSimReplay::configure(CSimArgs& args)
 
 int CSimReplay::run(int argc, char** argv)
 {
-    CSimArgs args({"gateway-config", "capture-ports", "speed", "wait"}, {"compare"});
+    CSimArgs args({"gateway-config", "capture-ports", "capture-config", "speed", "wait"}, {"compare"});
     if (args.parse(argc, argv) != 0) {
         fprintf(stderr, "lumbrix-sim replay: %s (see lumbrix-sim replay --help)\n", args.error().c_str());
         return 2;
