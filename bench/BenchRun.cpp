@@ -102,7 +102,7 @@ std::string rowKey(const char* subject, EBenchPath path)
 } // namespace
 
 uint64_t CBenchRun::measure(const char* subject, const CChildProcess& child, const uint16_t ports[2],
-                         bool throughputOnly)
+                            bool throughputOnly)
 {
     uint64_t messages = 0;
     for (EBenchPath path : PATHS) {
@@ -174,9 +174,15 @@ bool CBenchRun::runRelay(bool plain)
 {
     const uint16_t port = CUdpPeer::freePort();
     const uint64_t planned = 2 * (m_opt.warmup + m_opt.count + m_opt.latencyCount) + 10000;
-    std::vector<std::string> argv = {m_opt.relay, "--listen", std::to_string(port), "--to",
-                                     std::to_string(m_load.port()), "--count", std::to_string(planned),
-                                     "--seconds", std::to_string(static_cast<int>(6 * m_opt.seconds))};
+    std::vector<std::string> argv = {m_opt.relay,
+                                     "--listen",
+                                     std::to_string(port),
+                                     "--to",
+                                     std::to_string(m_load.port()),
+                                     "--count",
+                                     std::to_string(planned),
+                                     "--seconds",
+                                     std::to_string(static_cast<int>(6 * m_opt.seconds))};
     if (plain) {
         argv.push_back("--plain");
     }
@@ -196,8 +202,9 @@ bool CBenchRun::runGateway(const char* subject, const char* level)
 {
     const uint16_t ports[2] = {CUdpPeer::freePort(), CUdpPeer::freePort()};
     const std::string config = m_dir.file(std::string("lumbrix-") + level + ".json");
-    if (!writeFile(config, gatewayConfig(ports[E_BENCH_PATH_RADIO_TO_APP], ports[E_BENCH_PATH_APP_TO_RADIO],
-                                         m_load.port(), level, m_dir.file(std::string("aiService-") + level + ".log")))) {
+    if (!writeFile(config,
+                   gatewayConfig(ports[E_BENCH_PATH_RADIO_TO_APP], ports[E_BENCH_PATH_APP_TO_RADIO], m_load.port(),
+                                 level, m_dir.file(std::string("aiService-") + level + ".log")))) {
         fprintf(stderr, "cannot write %s\n", config.c_str());
         ++m_failures;
         return false;
@@ -217,8 +224,7 @@ bool CBenchRun::runGateway(const char* subject, const char* level)
             row.processMessages = messages;
         }
     }
-    printf("  %-28s peak RSS %ld KiB after %llu messages\n", subject, rss,
-           static_cast<unsigned long long>(messages));
+    printf("  %-28s peak RSS %ld KiB after %llu messages\n", subject, rss, static_cast<unsigned long long>(messages));
     gateway.stop();
     return messages > 0;
 }
@@ -312,8 +318,8 @@ bool CBenchRun::checkTargets()
         for (EBenchPath path : PATHS) {
             const TBenchRow& row = m_rows[rowKey(subject, path)];
             const double delta = median(row.p50Delta);
-            snprintf(text, sizeof(text), "%s, %s: p50 at 1 in flight %+.1f us from the relay's (within 2 us)",
-                     subject, CBenchTraffic::pathName(path), delta);
+            snprintf(text, sizeof(text), "%s, %s: p50 at 1 in flight %+.1f us from the relay's (within 2 us)", subject,
+                     CBenchTraffic::pathName(path), delta);
             verdict(!row.p50Delta.empty() && delta <= 2.0, text);
         }
     }
@@ -380,4 +386,3 @@ int CBenchRun::run()
     }
     return m_opt.check && !met ? 3 : 0;
 }
-

@@ -37,11 +37,11 @@ struct TBenchRow {
     std::vector<double> cpuRatio;  // the relay's CPU/msg over this one's, same round
     std::vector<double> p50Window; // round trips under the full window
     std::vector<double> p99Window;
-    std::vector<double> p50One;    // round trips at 1 in flight
+    std::vector<double> p50One; // round trips at 1 in flight
     std::vector<double> p99One;
-    std::vector<double> p50Delta;  // p50One minus the relay's, same round
-    long peakRssKiB = -1;          // gateway only: largest over the rounds
-    uint64_t processMessages = 0;  // messages the process had handled then
+    std::vector<double> p50Delta; // p50One minus the relay's, same round
+    long peakRssKiB = -1;         // gateway only: largest over the rounds
+    uint64_t processMessages = 0; // messages the process had handled then
 };
 
 // One make bench: the rounds, the table and the verdicts. It owns the load

@@ -159,8 +159,7 @@ bool readEnvelopeTag(const uint8_t* d, int len, uint32_t& tag)
     const uint8_t* head = nullptr;
     size_t headLen = 0;
     uint64_t messageId = 0;
-    if (!CWireReader::embedded(d, static_cast<size_t>(len), qp::QuelbyMessage::kHeadDataFieldNumber, head,
-                               headLen) ||
+    if (!CWireReader::embedded(d, static_cast<size_t>(len), qp::QuelbyMessage::kHeadDataFieldNumber, head, headLen) ||
         !CWireReader::find(head, headLen, qp::CommonHead::kMessageIdFieldNumber, messageId)) {
         return false;
     }

@@ -32,7 +32,8 @@ double quantileUs(std::vector<uint32_t>& values, double q)
 
 CLoadGenerator::CLoadGenerator()
     : m_fd(-1), m_nextTag(1), m_seq(0), m_bSpin(true), m_sentAt(RING, 0), m_slotTag(RING, 0),
-      m_rx(static_cast<size_t>(MAX_WINDOW) * RX_SLOT), m_tx(static_cast<size_t>(MAX_WINDOW) * CBenchTraffic::MAX_DATAGRAM)
+      m_rx(static_cast<size_t>(MAX_WINDOW) * RX_SLOT),
+      m_tx(static_cast<size_t>(MAX_WINDOW) * CBenchTraffic::MAX_DATAGRAM)
 {
 }
 
@@ -118,8 +119,8 @@ TLoadResult CLoadGenerator::run(EBenchPath path, uint16_t targetPort, int window
 
     refill(start);
     while (result.received + result.lost < count) {
-        const int n = recvmmsg(m_fd, msgs, static_cast<unsigned>(window), m_bSpin ? MSG_DONTWAIT : MSG_WAITFORONE,
-                               nullptr);
+        const int n =
+            recvmmsg(m_fd, msgs, static_cast<unsigned>(window), m_bSpin ? MSG_DONTWAIT : MSG_WAITFORONE, nullptr);
         const uint64_t now = nowNs();
         if (now >= deadline) {
             break;

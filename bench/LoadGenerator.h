@@ -17,7 +17,7 @@ struct TLoadResult {
     double rate = 0;         // matched replies per second
     double p50Us = 0;        // round trip, microseconds
     double p99Us = 0;
-    bool complete = false;   // every request answered before the deadline
+    bool complete = false; // every request answered before the deadline
 };
 
 // The load generator: one UDP socket on 127.0.0.1 that sends the inputs of
@@ -68,8 +68,8 @@ private:
     uint32_t m_nextTag;
     uint8_t m_seq;
     bool m_bSpin;
-    std::vector<uint64_t> m_sentAt;   // by tag % RING: send time, ns
-    std::vector<uint32_t> m_slotTag;  // by tag % RING: tag + 1 while in flight, else 0
+    std::vector<uint64_t> m_sentAt;     // by tag % RING: send time, ns
+    std::vector<uint32_t> m_slotTag;    // by tag % RING: tag + 1 while in flight, else 0
     std::vector<uint32_t> m_roundTrips; // ns, one per matched reply
     std::vector<uint8_t> m_rx;          // MAX_WINDOW receive slots
     std::vector<uint8_t> m_tx;          // MAX_WINDOW send slots

@@ -167,9 +167,8 @@ int intoEnvelopeService(const uint8_t* data, size_t size)
     qp::DroneParamMessageRequest request;
     if (envelope.ParseFromArray(data, static_cast<int>(size)) &&
         envelope.head_data().message_id() == qp::PARAM_GET_MSG && request.ParseFromString(envelope.data().value()) &&
-        std::count_if(request.params_list().begin(), request.params_list().end(), [](const auto& p) {
-            return p.param_id() == qp::RC_ROCKER_CONTROL_MODE_MSG;
-        }) > 128) {
+        std::count_if(request.params_list().begin(), request.params_list().end(),
+                      [](const auto& p) { return p.param_id() == qp::RC_ROCKER_CONTROL_MODE_MSG; }) > 128) {
         return -1;
     }
     drainPendingQueues();

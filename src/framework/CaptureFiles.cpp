@@ -21,7 +21,8 @@ void CCaptureFiles::write(const uint8_t* records, size_t length)
         size_t run = 0;
         uint64_t count = 0;
         while (at + run < length &&
-               static_cast<int64_t>(m_writer.size() + run + CPcapWriter::storedLength(records + at + run)) <= m_llFileSize) {
+               static_cast<int64_t>(m_writer.size() + run + CPcapWriter::storedLength(records + at + run)) <=
+                   m_llFileSize) {
             run += CPcapWriter::storedLength(records + at + run);
             ++count;
         }
@@ -90,7 +91,8 @@ void CCaptureFiles::fail()
 {
     if (!m_bPaused) {
         m_bPaused = true;
-        KS_LOG_ERROR("Fail to write the recording " << m_strPath << ", errno:" << errno << ", the recording is paused.");
+        KS_LOG_ERROR("Fail to write the recording " << m_strPath << ", errno:" << errno
+                                                    << ", the recording is paused.");
     }
     m_writer.close();
 }

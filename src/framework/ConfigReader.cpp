@@ -17,8 +17,7 @@ int CConfigReader::load(const std::string& fileOrText, CJsonNode& root)
     return 0;
 }
 
-int CConfigReader::readObject(CJsonNode& root, const std::string& key, CJsonNode& object, const char* file,
-                              int line)
+int CConfigReader::readObject(CJsonNode& root, const std::string& key, CJsonNode& object, const char* file, int line)
 {
     // Only an object has keys: a root of another kind has none.
     if (!root.isKeyExist(key)) {

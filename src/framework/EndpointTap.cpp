@@ -7,7 +7,6 @@
 #include <fstream>
 #include <sstream>
 
-
 namespace {
 
 // The drop count of the UDP socket with inode inode in /proc/net/udp (its
@@ -53,8 +52,8 @@ std::string CEndpointTap::counterLine() const
 {
     std::ostringstream line;
     const char* way = m_eKind == E_KIND_SERVICE ? "In" : "Out";
-    line << m_strName << ": datagrams" << way << "=" << m_ullDatagrams.load(std::memory_order_relaxed) << " bytes" << way
-         << "=" << m_ullBytes.load(std::memory_order_relaxed);
+    line << m_strName << ": datagrams" << way << "=" << m_ullDatagrams.load(std::memory_order_relaxed) << " bytes"
+         << way << "=" << m_ullBytes.load(std::memory_order_relaxed);
     const int shown = m_iShown.load(std::memory_order_acquire);
     for (int i = 0; i < shown; ++i) {
         line << " " << m_astShown[i].name << "=" << m_astShown[i].counter->load(std::memory_order_relaxed);

@@ -1,6 +1,5 @@
 #include "framework/MessageSession.h"
 
-
 CMessageSession::CMessageSession() : m_aiSessionID(0) {}
 
 int CMessageSession::init()

@@ -61,7 +61,8 @@ void CTrafficRecorder::run()
         // Without a recording, nothing to do until the next counters.
         int64_t waitMs = m_pRing ? HAND_OVER_MS : 1000;
         if (m_config.counting()) {
-            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(nextCounters - Clock::now()).count();
+            const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(nextCounters - Clock::now()).count();
             waitMs = std::max<int64_t>(0, std::min<int64_t>(waitMs, left));
         }
         if (m_pRing) {
@@ -92,9 +93,10 @@ void CTrafficRecorder::logCounters()
             return;
         }
         const int id = static_cast<int>(msgType);
-        pending << " " << (quelby::protocol::MessageType_IsValid(id)
-                               ? quelby::protocol::MessageType_Name(static_cast<quelby::protocol::MessageType>(id))
-                               : std::to_string(msgType))
+        pending << " "
+                << (quelby::protocol::MessageType_IsValid(id)
+                        ? quelby::protocol::MessageType_Name(static_cast<quelby::protocol::MessageType>(id))
+                        : std::to_string(msgType))
                 << "=" << depth;
     });
     KS_LOG_INFO("Counters pending requests:" << (pending.tellp() == 0 ? " none" : pending.str()));

@@ -6,8 +6,8 @@
 #include "common/util/KsTime.h"
 #include "quelby_protocol.pb.h"
 
-const std::string& CAppEnvelope::serialize(const char* token, int32_t headType, uint32_t messageId,
-                                           int32_t sequence, const google::protobuf::MessageLite* body)
+const std::string& CAppEnvelope::serialize(const char* token, int32_t headType, uint32_t messageId, int32_t sequence,
+                                           const google::protobuf::MessageLite* body)
 {
     // Every field that varies is written on each use, so the reused envelope
     // never carries anything over from the previous message; device_id and
@@ -32,8 +32,7 @@ const std::string& CAppEnvelope::serialize(const char* token, int32_t headType, 
 }
 
 int CAppEnvelope::sendToApp(const char* token, int32_t headType, uint32_t messageId, int32_t sequence,
-                            const google::protobuf::MessageLite* body, const char* logText, const char* file,
-                            int line)
+                            const google::protobuf::MessageLite* body, const char* logText, const char* file, int line)
 {
     const std::string& bytes = serialize(token, headType, messageId, sequence, body);
     const int size = static_cast<int>(bytes.size());

@@ -7,7 +7,6 @@
 #include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
-
 namespace {
 
 // One more message without a handler (a single writer: no locked add).
@@ -37,12 +36,10 @@ void createHandles(const char* prefix, Register registerHandle)
 
 int CMsgHandleManager::init()
 {
-    createHandles<CProtobuf2XoltHandleBase>("Protobuf2Xolt", [this](std::shared_ptr<CProtobuf2XoltHandleBase>& h) {
-        registerProtobuf2XoltHandle(h);
-    });
-    createHandles<CXolt2ProtobufHandleBase>("Xolt2Protobuf", [this](std::shared_ptr<CXolt2ProtobufHandleBase>& h) {
-        registerXolt2ProtobufHandle(h);
-    });
+    createHandles<CProtobuf2XoltHandleBase>(
+        "Protobuf2Xolt", [this](std::shared_ptr<CProtobuf2XoltHandleBase>& h) { registerProtobuf2XoltHandle(h); });
+    createHandles<CXolt2ProtobufHandleBase>(
+        "Xolt2Protobuf", [this](std::shared_ptr<CXolt2ProtobufHandleBase>& h) { registerXolt2ProtobufHandle(h); });
     return 0;
 }
 

@@ -76,7 +76,7 @@ namespace {
 // One byte through the parser: the body of xolt_frame_char_buffer, inlined
 // into the per-datagram loop of xolt_parse_buffer.
 __attribute__((always_inline)) inline uint8_t frameChar(xolt_message_head_t* rxmsg, xolt_status_t* status, uint8_t c,
-                         xolt_message_head_t* r_message)
+                                                        xolt_message_head_t* r_message)
 {
     uint8_t* payload = xolt_payload(rxmsg);
     status->msg_received = XOLT_FRAMING_INCOMPLETE;
@@ -227,7 +227,7 @@ __attribute__((noinline)) void dropBadCrcFrame(xolt_message_head_t* rxmsg, xolt_
 
 // One byte through xolt_parse_char on the channel's record and status.
 __attribute__((always_inline)) inline uint8_t parseChar(xolt_message_head_t* rxmsg, xolt_status_t* status, uint8_t c,
-                         xolt_message_head_t* r_message)
+                                                        xolt_message_head_t* r_message)
 {
     const uint8_t msg_received = frameChar(rxmsg, status, c, r_message);
     if (msg_received != XOLT_FRAMING_BAD_CRC) {
@@ -301,8 +301,8 @@ uint16_t xolt_finalize_message(xolt_message_head_t* msg, uint8_t dest_id, uint8_
     msg->sourceid = source_id;
     msg->seq = tx_seq;
     tx_seq = static_cast<uint8_t>(tx_seq + 1);
-    msg->checksum = static_cast<uint8_t>(XOLT_STX + msg->len_lo + msg->len_hi + msg->seq + msg->destid +
-                                         msg->sourceid + msg->msgid);
+    msg->checksum = static_cast<uint8_t>(XOLT_STX + msg->len_lo + msg->len_hi + msg->seq + msg->destid + msg->sourceid +
+                                         msg->msgid);
 
     // len_lo .. checksum and the payload are contiguous in the record.
     const uint16_t coveredHeaderBytes = XOLT_HEADER_LEN - 1;

@@ -198,8 +198,9 @@ std::string text(const std::string& s)
 // BYTES as above; -1 stands for any byte, -2 for any rest.
 bool parseBytesOnce(const std::string& s, std::vector<int>& out)
 {
-    static const std::regex word(R"((\.\.\.)|~(\d+)|([0-9a-f]{2})\.\.([0-9a-f]{2})|((?:[0-9a-f]{2}|\?\?)+|".*")(?:\*(\d+))?)",
-                                 std::regex::icase);
+    static const std::regex word(
+        R"((\.\.\.)|~(\d+)|([0-9a-f]{2})\.\.([0-9a-f]{2})|((?:[0-9a-f]{2}|\?\?)+|".*")(?:\*(\d+))?)",
+        std::regex::icase);
     std::istringstream in(s);
     std::smatch m;
     for (std::string w, str; in >> w;) {
@@ -245,9 +246,10 @@ bool parseBytes(const std::string& s, std::vector<int>& out)
 std::unique_ptr<gp::Message> parseMessage(const std::string& s)
 {
     const size_t open = s.find('{'), close = s.rfind('}');
-    const gp::Descriptor* d = open < close && close != std::string::npos
-        ? gp::DescriptorPool::generated_pool()->FindMessageTypeByName("quelby.protocol." + trim(s.substr(0, open)))
-        : nullptr;
+    const gp::Descriptor* d =
+        open < close && close != std::string::npos
+            ? gp::DescriptorPool::generated_pool()->FindMessageTypeByName("quelby.protocol." + trim(s.substr(0, open)))
+            : nullptr;
     std::unique_ptr<gp::Message> m(d ? gp::MessageFactory::generated_factory()->GetPrototype(d)->New() : nullptr);
     return m && gp::TextFormat::ParseFromString(s.substr(open + 1, close - open - 1), m.get()) ? std::move(m) : nullptr;
 }
@@ -368,7 +370,8 @@ private:
     bool fail(const std::string& why)
     {
         const std::string out = h.output();
-        ADD_FAILURE() << why << "\n--- gateway output (end):\n" << out.substr(out.size() > 3000 ? out.size() - 3000 : 0);
+        ADD_FAILURE() << why << "\n--- gateway output (end):\n"
+                      << out.substr(out.size() > 3000 ? out.size() - 3000 : 0);
         return false;
     }
 
@@ -388,8 +391,8 @@ private:
         } else if (keyword == "config") {
             h.extraConfig = expand(trim(step.substr(keyword.size())));
         }
-        return keyword == "level" || keyword == "args" || keyword == "argv" || keyword == "file" || keyword == "native" ||
-               keyword == "config";
+        return keyword == "level" || keyword == "args" || keyword == "argv" || keyword == "file" ||
+               keyword == "native" || keyword == "config";
     }
 
     bool start()
@@ -402,12 +405,16 @@ private:
 
     std::string expand(const std::string& step)
     {
-        const std::map<std::string, std::string> names{
-            {"size", std::to_string(m_lastAppSize)}, {"app", std::to_string(h.app.port())},
-            {"radio", std::to_string(h.radio.port())}, {"xolt", std::to_string(h.xoltPort)},
-            {"protobuf", std::to_string(h.protobufPort)}, {"dir", h.dir.path()}, {"config", h.configPath},
-            {"json", h.configJson(m_level)}, {"gateway", gatewayBinary()},
-            {"pid", std::to_string(h.process ? h.process->pid() : 0)}};
+        const std::map<std::string, std::string> names{{"size", std::to_string(m_lastAppSize)},
+                                                       {"app", std::to_string(h.app.port())},
+                                                       {"radio", std::to_string(h.radio.port())},
+                                                       {"xolt", std::to_string(h.xoltPort)},
+                                                       {"protobuf", std::to_string(h.protobufPort)},
+                                                       {"dir", h.dir.path()},
+                                                       {"config", h.configPath},
+                                                       {"json", h.configJson(m_level)},
+                                                       {"gateway", gatewayBinary()},
+                                                       {"pid", std::to_string(h.process ? h.process->pid() : 0)}};
         // {name} or {name@N}: scanned by hand, as steps repeated thousands of
         // times are expanded each time.
         std::string out;
@@ -420,10 +427,14 @@ private:
                 continue;
             }
             const std::string name = step.substr(open + 1, end - open - 1);
-            const uint8_t* r = &m_record[std::min<size_t>(at != std::string::npos ? std::stoul(step.substr(at + 1)) : 0, 520)];
+            const uint8_t* r =
+                &m_record[std::min<size_t>(at != std::string::npos ? std::stoul(step.substr(at + 1)) : 0, 520)];
             const uint32_t u32 = r[0] | r[1] << 8 | r[2] << 16 | static_cast<uint32_t>(r[3]) << 24;
-            const std::map<std::string, int64_t> record{
-                {"u8", r[0]}, {"s8", static_cast<int8_t>(r[0])}, {"u16", u32 & 0xFFFF}, {"i16", static_cast<int16_t>(u32)}, {"u32", u32}};
+            const std::map<std::string, int64_t> record{{"u8", r[0]},
+                                                        {"s8", static_cast<int8_t>(r[0])},
+                                                        {"u16", u32 & 0xFFFF},
+                                                        {"i16", static_cast<int16_t>(u32)},
+                                                        {"u32", u32}};
             if (at != std::string::npos && record.count(name)) {
                 out.append(step, last, open - last) += std::to_string(record.at(name));
             } else if (at == std::string::npos && names.count(name)) {
@@ -451,7 +462,8 @@ private:
         } else if (keyword == "app-bytes" || keyword == "radio-bytes") {
             const bool ok = parseBytes(rest, bytes);
             const std::string datagram(bytes.begin(), bytes.end());
-            return (ok && (keyword == "app-bytes" ? h.sendEnvelope(datagram) : h.sendFrame(datagram))) || fail("bad bytes");
+            return (ok && (keyword == "app-bytes" ? h.sendEnvelope(datagram) : h.sendFrame(datagram))) ||
+                   fail("bad bytes");
         } else if (keyword == "to-radio") {
             return toRadio(rest);
         } else if (keyword == "to-app") {
@@ -519,11 +531,13 @@ private:
         } else if (keyword == "exits" || keyword == "killed") {
             const int status = h.process->waitExit(5000);
             h.process.reset(); // an end that was expected
-            return (status != -1 && (keyword == "exits" ? WIFEXITED(status) && WEXITSTATUS(status) == std::stoi(rest)
-                                                        : WIFSIGNALED(status) && WTERMSIG(status) == signalNumber(rest))) ||
+            return (status != -1 &&
+                    (keyword == "exits" ? WIFEXITED(status) && WEXITSTATUS(status) == std::stoi(rest)
+                                        : WIFSIGNALED(status) && WTERMSIG(status) == signalNumber(rest))) ||
                    fail(status == -1 ? "still running" : "ended with " + describeExit(status));
         } else if (keyword == "runs") {
-            return h.process->waitExit(std::stoi(rest)) == -1 || fail("ended with " + describeExit(h.process->waitExit(0)));
+            return h.process->waitExit(std::stoi(rest)) == -1 ||
+                   fail("ended with " + describeExit(h.process->waitExit(0)));
         }
         return fail("unknown step");
     }
@@ -557,8 +571,8 @@ private:
             return fail("radio S>D MSGID/EXTRA [seq N] [: BYTES]");
         }
         const std::vector<uint8_t> frame =
-            radioFrame(m[5].matched ? std::stoi(m[5]) : m_radioSeq++, std::stoi(m[2]), std::stoi(m[1]),
-                       std::stoi(m[3]), std::vector<uint8_t>(payload.begin(), payload.end()), std::stoi(m[4]));
+            radioFrame(m[5].matched ? std::stoi(m[5]) : m_radioSeq++, std::stoi(m[2]), std::stoi(m[1]), std::stoi(m[3]),
+                       std::vector<uint8_t>(payload.begin(), payload.end()), std::stoi(m[4]));
         std::copy(frame.begin() + 8, frame.begin() + std::min(frame.size(), 8 + m_record.size()), m_record.begin());
         return h.sendFrame(frame) || fail("send failed");
     }

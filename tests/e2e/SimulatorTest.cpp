@@ -77,7 +77,8 @@ protected:
 
     SimResult app(std::vector<std::string> words)
     {
-        words.insert(words.begin(), {"app", "--config", h.configPath, "--seq", std::to_string(++sequence), "--timeout", "3000"});
+        words.insert(words.begin(),
+                     {"app", "--config", h.configPath, "--seq", std::to_string(++sequence), "--timeout", "3000"});
         return sim(words);
     }
 
@@ -114,8 +115,10 @@ TEST_F(SimulatorTest, EveryFamilyIsAnsweredThroughTheGateway)
     EXPECT_GE(rows, 15);
     // The radio printed the frames the gateway built; set gimbal speed is
     // closed with CRC extra 150 and the radio still takes it.
-    EXPECT_TRUE(holds(radio->output(), {"gateway -> radio: 150 RC settings request RC_CMD_GET_GIMBAL_SPEED (seq 0)\n    fd 03 00 00 0e 20 96 c4 02 00 00 c9 3a",
-                                        "fd 00 00 00 0e 20 db 06 1e 60", "RC_CMD_SET_GIMBAL_SPEED: speed 60"}));
+    EXPECT_TRUE(holds(
+        radio->output(),
+        {"gateway -> radio: 150 RC settings request RC_CMD_GET_GIMBAL_SPEED (seq 0)\n    fd 03 00 00 0e 20 96 c4 02 00 00 c9 3a",
+         "fd 00 00 00 0e 20 db 06 1e 60", "RC_CMD_SET_GIMBAL_SPEED: speed 60"}));
     EXPECT_EQ(exitCode(*radio, 5000, SIGTERM), 0);
 }
 
@@ -132,10 +135,14 @@ TEST_F(SimulatorTest, ReplayOfARecordedSessionComparesTheAnswers)
         h.extraConfig = byGateway ? "\"record\": {\"enable\": true, \"file\": \"" + recording + "\"}" : "";
         ASSERT_TRUE(h.start("Info")) << h.output();
         captures = {h.dir.file("radio.pcap")};
-        std::unique_ptr<GatewayProcess> radio = startRadio(byGateway ? std::vector<std::string>{} : std::vector<std::string>{"--pcap", captures.front()});
-        for (std::vector<std::string> words : std::vector<std::vector<std::string>>{
-                 {"get-param", "gimbal-speed"}, {"set-param", "rocker-mode", "2"}, {"get-param", "rocker-mode"},
-                 {"system-time", "1700000000", "8"}, {"nest", "cabin", "1", "2"}, {"device-info"}}) {
+        std::unique_ptr<GatewayProcess> radio =
+            startRadio(byGateway ? std::vector<std::string>{} : std::vector<std::string>{"--pcap", captures.front()});
+        for (std::vector<std::string> words : std::vector<std::vector<std::string>>{{"get-param", "gimbal-speed"},
+                                                                                    {"set-param", "rocker-mode", "2"},
+                                                                                    {"get-param", "rocker-mode"},
+                                                                                    {"system-time", "1700000000", "8"},
+                                                                                    {"nest", "cabin", "1", "2"},
+                                                                                    {"device-info"}}) {
             captures.push_back(h.dir.file("app" + std::to_string(captures.size()) + ".pcap"));
             if (!byGateway) {
                 words.insert(words.begin(), {"--pcap", captures.back()});
@@ -155,7 +162,8 @@ TEST_F(SimulatorTest, ReplayOfARecordedSessionComparesTheAnswers)
         ASSERT_TRUE(h.start("Info")) << h.output();
         const SimResult same = sim(replay);
         EXPECT_EQ(same.code, 0) << same.output;
-        EXPECT_TRUE(holds(same.output, {"compare: all 12 answers as recorded"})) << "recorded by the gateway: " << byGateway;
+        EXPECT_TRUE(holds(same.output, {"compare: all 12 answers as recorded"}))
+            << "recorded by the gateway: " << byGateway;
     }
 
     // The first App capture ends with its answer; the gimbal speed in it is
@@ -168,9 +176,10 @@ TEST_F(SimulatorTest, ReplayOfARecordedSessionComparesTheAnswers)
     replay.insert(replay.end(), captures.begin(), captures.end());
     const SimResult differs = sim(replay);
     EXPECT_EQ(differs.code, 1);
-    EXPECT_TRUE(holds(differs.output, {"compare: answer 1 to the App (App PARAM_GET_MSG (1)) differs from the recorded one:\n",
-                                       "\n    recorded:     value: 51\n    replayed:     value: 50\n",
-                                       "compare: differences: 1 (answers recorded: 12)\n"}));
+    EXPECT_TRUE(
+        holds(differs.output, {"compare: answer 1 to the App (App PARAM_GET_MSG (1)) differs from the recorded one:\n",
+                               "\n    recorded:     value: 51\n    replayed:     value: 50\n",
+                               "compare: differences: 1 (answers recorded: 12)\n"}));
 }
 
 // Every recording of tests/e2e/recordings/NAME/ (tools/add-recording-test.sh
@@ -179,8 +188,14 @@ TEST_F(SimulatorTest, ReplayOfARecordedSessionComparesTheAnswers)
 TEST_F(SimulatorTest, RecordingsReplayAsRecorded)
 {
     for (const auto& dir : std::filesystem::directory_iterator(LUMBRIX_SOURCE_DIR "/tests/e2e/recordings")) {
-        std::vector<std::string> replay{"replay", "--gateway-config", h.configPath, "--capture-config",
-                                        (dir.path() / "lumbrix.json").string(), "--speed", "0", "--compare"};
+        std::vector<std::string> replay{"replay",
+                                        "--gateway-config",
+                                        h.configPath,
+                                        "--capture-config",
+                                        (dir.path() / "lumbrix.json").string(),
+                                        "--speed",
+                                        "0",
+                                        "--compare"};
         for (const auto& file : std::filesystem::directory_iterator(dir.path())) {
             if (file.path().filename() != "lumbrix.json") {
                 replay.push_back(file.path().string());
@@ -195,15 +210,20 @@ TEST_F(SimulatorTest, RecordingsReplayAsRecorded)
 
 TEST_F(SimulatorTest, RadioReportsReachTheApp)
 {
-    std::unique_ptr<GatewayProcess> listener =
-        spawn({"app", "--config", h.configPath, "--count", "4", "--duration", "5000", "listen"}, "listen.out", h.app.port());
+    std::unique_ptr<GatewayProcess> listener = spawn(
+        {"app", "--config", h.configPath, "--count", "4", "--duration", "5000", "listen"}, "listen.out", h.app.port());
     // One round: stick state, RC state, a key event and a nest report, after
     // a key event with a broken CRC that the gateway drops.
-    EXPECT_EQ(sim({"radio", "--config", h.configPath, "--listen", "127.0.0.1:0", "--reports", "20", "--rounds", "1", "--bad-crc"}).code, 0);
+    EXPECT_EQ(sim({"radio", "--config", h.configPath, "--listen", "127.0.0.1:0", "--reports", "20", "--rounds", "1",
+                   "--bad-crc"})
+                  .code,
+              0);
     EXPECT_EQ(exitCode(*listener, 6000), 0);
-    EXPECT_TRUE(holds(listener->output(), {"RC_HARDWARE_STATE_NTFY", "righthorizontalvalue: -660", "RC_STATE_NTFY", "chargingvoltage: 8400",
-                                           "buttontype: RC_BUTTON_TYPE_ZOOM_IN", "NEST_STATUS_INFO_NTFY", "pressure: 101325"}));
-    EXPECT_TRUE(within(3000, [&] { return h.output().find("XOLT_FRAMING_BAD_CRC, msgid: 144, sourceid: 14=") != std::string::npos; }));
+    EXPECT_TRUE(holds(listener->output(),
+                      {"RC_HARDWARE_STATE_NTFY", "righthorizontalvalue: -660", "RC_STATE_NTFY", "chargingvoltage: 8400",
+                       "buttontype: RC_BUTTON_TYPE_ZOOM_IN", "NEST_STATUS_INFO_NTFY", "pressure: 101325"}));
+    EXPECT_TRUE(within(
+        3000, [&] { return h.output().find("XOLT_FRAMING_BAD_CRC, msgid: 144, sourceid: 14=") != std::string::npos; }));
     // The broken key event (the photo key, sent first) never became a message.
     EXPECT_FALSE(holds(listener->output(), {"buttontype: RC_BUTTON_TYPE_PHOTO\n"}));
 }
@@ -212,7 +232,9 @@ TEST_F(SimulatorTest, TimeOutAndBadCommandLines)
 {
     // No radio side: the request goes out, no answer comes.
     const std::vector<std::tuple<std::vector<std::string>, int, std::string>> rows = {
-        {{"app", "--config", h.configPath, "--timeout", "300", "get-param", "gimbal-speed"}, 1, "no answer with message_id PARAM_GET_MSG"},
+        {{"app", "--config", h.configPath, "--timeout", "300", "get-param", "gimbal-speed"},
+         1,
+         "no answer with message_id PARAM_GET_MSG"},
         {{"app", "get-param"}, 2, "usage: get-param gimbal-speed|rocker-mode|PARAMETER"},
         {{"app", "set-param", "rocker-mode", "two"}, 2, "'two' is not a 32-bit integer value"},
         {{"app", "nest", "cabin", "1"}, 2, "usage: nest cabin NESTTYPE NESTACTION"},

@@ -166,10 +166,13 @@ protected:
     {
         const int32_t sequence = ++m_sequence;
         h.sendEnvelope(withSequence(m_ping, sequence));
-        return await(true, [sequence](const std::string& m) {
-            const qp::CommonHead head = headOf(m);
-            return head.message_id() == qp::RC_START_HARDWARE_STATE_NTFY_MSG && head.message_sequence() == sequence;
-        }, 3000);
+        return await(
+            true,
+            [sequence](const std::string& m) {
+                const qp::CommonHead head = headOf(m);
+                return head.message_id() == qp::RC_START_HARDWARE_STATE_NTFY_MSG && head.message_sequence() == sequence;
+            },
+            3000);
     }
 
     // A request still gets its frame out and, where the radio side answers
@@ -255,10 +258,12 @@ TEST_F(CSoak, DatagramsThenEveryFamilyAnswers)
     for (const TSampleMessage& f : m_frames) {
         if (f.answered && f.queueKey == 0) {
             h.sendFrame(f.bytes);
-            EXPECT_TRUE(await(true, [&f](const std::string& m) {
-                return f.answerId == kStateDependentAnswer ||
-                       static_cast<uint32_t>(headOf(m).message_id()) == f.answerId;
-            })) << "no App message after frame " << f.name;
+            EXPECT_TRUE(await(true,
+                              [&f](const std::string& m) {
+                                  return f.answerId == kStateDependentAnswer ||
+                                         static_cast<uint32_t>(headOf(m).message_id()) == f.answerId;
+                              }))
+                << "no App message after frame " << f.name;
         }
     }
     const long rssEnd = residentKiB(pid);
@@ -293,7 +298,8 @@ TEST(CSoakRecording, EveryDatagramIsInTheRecording)
     const uint64_t total = envNumber("SOAK_RECORDED", 1000000);
     GatewayHarness h;
     const std::string path = h.dir.file("rec.pcap");
-    h.extraConfig = "\"record\": {\"enable\": true, \"file\": \"" + path + "\", \"fileSize\": 33554432, \"fileCnt\": 4}";
+    h.extraConfig =
+        "\"record\": {\"enable\": true, \"file\": \"" + path + "\", \"fileSize\": 33554432, \"fileCnt\": 4}";
     ASSERT_TRUE(h.start("Error")) << h.output();
     // One frame to the radio side for each, and nothing else.
     std::string notification;

@@ -16,8 +16,8 @@ namespace {
 std::string sanitizerReport(const std::string& output)
 {
     size_t first = std::string::npos;
-    for (const char* marker : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:",
-                               "AddressSanitizer:DEADLYSIGNAL", "WARNING: ThreadSanitizer"}) {
+    for (const char* marker : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer",
+                               "runtime error:", "AddressSanitizer:DEADLYSIGNAL", "WARNING: ThreadSanitizer"}) {
         first = std::min(first, output.find(marker));
     }
     return first == std::string::npos ? "" : output.substr(output.rfind('\n', first) + 1);
@@ -82,10 +82,13 @@ std::string GatewayHarness::configJson(const std::string& level) const
     if (!extraConfig.empty()) {
         json.insert(json.rfind('}'), ",\n " + extraConfig);
     }
-    for (const auto& [key, value] : std::map<std::string, std::string>{
-             {"<XOLT>", std::to_string(xoltPort)}, {"<PROTOBUF>", std::to_string(protobufPort)},
-             {"<RADIO>", std::to_string(radio.port())}, {"<APP>", std::to_string(app.port())}, {"<LEVEL>", level},
-             {"<LOG>", logPath}, {"<DIR>", dir.path()}}) {
+    for (const auto& [key, value] : std::map<std::string, std::string>{{"<XOLT>", std::to_string(xoltPort)},
+                                                                       {"<PROTOBUF>", std::to_string(protobufPort)},
+                                                                       {"<RADIO>", std::to_string(radio.port())},
+                                                                       {"<APP>", std::to_string(app.port())},
+                                                                       {"<LEVEL>", level},
+                                                                       {"<LOG>", logPath},
+                                                                       {"<DIR>", dir.path()}}) {
         for (size_t at; (at = json.find(key)) != std::string::npos;) {
             json.replace(at, key.size(), value);
         }

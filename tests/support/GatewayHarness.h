@@ -21,8 +21,8 @@ std::string gatewayBinary();
 // report, the current test fails with it.
 class GatewayProcess : public CChildProcess {
 public:
-    GatewayProcess(const std::vector<std::string>& args, const std::string& outputPath,
-                   const std::string& workDir = "", const std::string& program = gatewayBinary());
+    GatewayProcess(const std::vector<std::string>& args, const std::string& outputPath, const std::string& workDir = "",
+                   const std::string& program = gatewayBinary());
     ~GatewayProcess() override;
 };
 

@@ -41,8 +41,8 @@ protected:
     static std::pair<int, std::string> sendTo(int serviceId, const std::string& text)
     {
         int result = 0;
-        const std::string out = captureStdout(
-            [&] { result = manager()->sendData(serviceId, static_cast<int>(text.size()), text.data()); });
+        const std::string out =
+            captureStdout([&] { result = manager()->sendData(serviceId, static_cast<int>(text.size()), text.data()); });
         return {result, out};
     }
 
@@ -75,7 +75,8 @@ TEST_F(ClientEntityTest, ClientIsFoundByItsServiceIdAndALaterOneReplacesIt)
     for (const auto& s : sends) {
         const auto sent = sendTo(s.m_iServiceId, s.m_strText);
         EXPECT_EQ(s.m_iResult, sent.first) << s.m_iServiceId;
-        const std::string line = "When send data to service[" + std::to_string(s.m_iServiceId) + "], the service is not exist.";
+        const std::string line =
+            "When send data to service[" + std::to_string(s.m_iServiceId) + "], the service is not exist.";
         EXPECT_EQ(s.m_iResult != 0, sent.second.find("[Error] ClientEntityManager.cpp:") != std::string::npos);
         EXPECT_EQ(s.m_iResult != 0, sent.second.find(line) != std::string::npos) << sent.second;
     }
@@ -102,8 +103,7 @@ TEST_F(ClientEntityTest, UdpClientSendsNothingOnceStopped)
     EXPECT_EQ(0, client->stop());
     const auto sent = sendTo(E_SERVICE_ID_APP, "second");
     EXPECT_EQ(-1, sent.first);
-    EXPECT_NE(std::string::npos,
-              sent.second.find("When send udp data to remote service, the udp client is not exist."))
+    EXPECT_NE(std::string::npos, sent.second.find("When send udp data to remote service, the udp client is not exist."))
         << sent.second;
     EXPECT_FALSE(peer.receive(datagram, 50));
 }

@@ -20,17 +20,20 @@ TEST(Utf8Text, EveryByteOutsideAValidSequenceIsReplaced)
         const char* out;
     } rows[] = {
         {"plain ASCII\x7F", "plain ASCII\x7F"},
-        {"\xC3\xA9 \xE4\xB8\xAD \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF", "\xC3\xA9 \xE4\xB8\xAD \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF"},
-        {"\xC2\x80\xDF\xBF", "\xC2\x80\xDF\xBF"},  // the first and last two-byte leads
+        {"\xC3\xA9 \xE4\xB8\xAD \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF",
+         "\xC3\xA9 \xE4\xB8\xAD \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF"},
+        {"\xC2\x80\xDF\xBF", "\xC2\x80\xDF\xBF"},                 // the first and last two-byte leads
         {"\xE0\xA0\x80\xEF\xBF\xBF", "\xE0\xA0\x80\xEF\xBF\xBF"}, // and three-byte leads
-        {"\x80\xBF", "??"},                  // continuation bytes alone
-        {"\xC0\xAF\xC1\xBF", "????"},      // overlong two-byte forms
-        {"\xE0\x9F\xBF", "???"},            // overlong three-byte form
-        {"\xED\xA0\x80", "???"},            // a surrogate
-        {"\xF0\x8F\xBF\xBF", "????"},      // overlong four-byte form
-        {"\xF4\x90\x80\x80\xF5\xFF", "??????"}, // beyond U+10FFFF
-        {"a\xE4\xB8", "a??"},                // cut at the end
-        {"\xE4\xB8" "a", "??a"},             // cut in the middle
+        {"\x80\xBF", "??"},                                       // continuation bytes alone
+        {"\xC0\xAF\xC1\xBF", "????"},                             // overlong two-byte forms
+        {"\xE0\x9F\xBF", "???"},                                  // overlong three-byte form
+        {"\xED\xA0\x80", "???"},                                  // a surrogate
+        {"\xF0\x8F\xBF\xBF", "????"},                             // overlong four-byte form
+        {"\xF4\x90\x80\x80\xF5\xFF", "??????"},                   // beyond U+10FFFF
+        {"a\xE4\xB8", "a??"},                                     // cut at the end
+        {"\xE4\xB8"
+         "a",
+         "??a"}, // cut in the middle
         {"\xF0\x9F\x98", "???"},
     };
     for (const auto& row : rows) {
@@ -91,10 +94,10 @@ TEST(Handlers, RadioFramesReturnTheirStatus)
         std::vector<uint8_t> payload;
         int32_t result;
     } rows[] = {
-        {"Xolt2Protobuf.PhoneSet", bytes({0x01, 0x01, 0x32}), 0}, // gimbal speed set
-        {"Xolt2Protobuf.PhoneSet", bytes({0x02, 0x01, 0x32}), 0}, // gimbal speed read
-        {"Xolt2Protobuf.PhoneSet", bytes({0x0d, 0x01, 0x01}), 0}, // calibration entered
-        {"Xolt2Protobuf.PhoneSet", bytes({0x63}), 0},             // a type it does not serve
+        {"Xolt2Protobuf.PhoneSet", bytes({0x01, 0x01, 0x32}), 0},     // gimbal speed set
+        {"Xolt2Protobuf.PhoneSet", bytes({0x02, 0x01, 0x32}), 0},     // gimbal speed read
+        {"Xolt2Protobuf.PhoneSet", bytes({0x0d, 0x01, 0x01}), 0},     // calibration entered
+        {"Xolt2Protobuf.PhoneSet", bytes({0x63}), 0},                 // a type it does not serve
         {"Xolt2Protobuf.XoltNestCommandRsp", bytes({0x77, 0x00}), 0}, // a command byte it does not know
     };
     for (const auto& row : rows) {

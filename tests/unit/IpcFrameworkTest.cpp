@@ -133,8 +133,9 @@ TEST_F(IpcFrameworkTest, UdpServerReadsQueuedDatagramsOneByOne)
 
     const uint16_t from = m_peer.port();
     using H = CRecordingHandle;
-    EXPECT_EQ(handle->reads(3), (std::vector<std::string>{H::read(0, "", from), H::read(4096, longData.substr(0, 4096), from),
-                                                          H::read(5, "third", from)}));
+    EXPECT_EQ(handle->reads(3),
+              (std::vector<std::string>{H::read(0, "", from), H::read(4096, longData.substr(0, 4096), from),
+                                        H::read(5, "third", from)}));
     sleepMs(150);
     EXPECT_EQ(handle->reads(3).size(), 3u);
 }

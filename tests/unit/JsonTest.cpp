@@ -50,10 +50,10 @@ TEST(JsonParser, ALoadReplacesTheDocumentOnlyWhenItParses)
     writeFile(dir.file("good.json"), "// gateway settings\n{\"log\": {\"level\": \"Info\"}}\n");
     writeFile(dir.file("bad.json"), "{\"log\": ");
     const struct {
-        std::string m_strFile;  // empty: m_strText is loaded as text
+        std::string m_strFile; // empty: m_strText is loaded as text
         std::string m_strText;
         int m_iResult;
-        bool m_bHasLog;         // the document afterwards
+        bool m_bHasLog; // the document afterwards
     } cases[] = {
         {dir.file("missing.json"), "", -2, false},
         {dir.path(), "", -2, false},
@@ -74,4 +74,4 @@ TEST(JsonParser, ALoadReplacesTheDocumentOnlyWhenItParses)
     EXPECT_TRUE(root.isArray());
 }
 
-}  // namespace
+} // namespace

@@ -50,8 +50,8 @@ TEST(KsSignal, HandledSignalsAreLoggedAndTheProcessCarriesOn)
     const struct {
         const char* m_pszName;
         std::function<void()> m_body;
-        int m_iTermSignal;  // 0: the child ends normally
-        std::vector<std::pair<std::string, size_t>> m_vecCounts;  // lines printed so many times
+        int m_iTermSignal;                                       // 0: the child ends normally
+        std::vector<std::pair<std::string, size_t>> m_vecCounts; // lines printed so many times
     } rows[] = {
         {"broken pipe and a signal without a row",
          [] {
@@ -59,7 +59,7 @@ TEST(KsSignal, HandledSignalsAreLoggedAndTheProcessCarriesOn)
              int pair[2];
              if (socketpair(AF_UNIX, SOCK_STREAM, 0, pair) == 0) {
                  close(pair[1]);
-                 ssize_t sent = send(pair[0], "x", 1, 0);  // SIGPIPE
+                 ssize_t sent = send(pair[0], "x", 1, 0); // SIGPIPE
                  (void)sent;
              }
              CKsSignal::sigHandleFunc(SIGWINCH, nullptr, nullptr);
@@ -116,4 +116,4 @@ TEST(KsSignal, HandledSignalsAreLoggedAndTheProcessCarriesOn)
     }
 }
 
-}  // namespace
+} // namespace

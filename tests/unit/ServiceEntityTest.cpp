@@ -84,8 +84,8 @@ protected:
         captureStdout([] {
             // Once per process, as in the gateway: the loop and the
             // listeners live until the process ends.
-            static bool s_started = (CIpcFramework::getInstance()->init() == 0 &&
-                                     CMsgHandleManager::getInstance()->init() == 0);
+            static bool s_started =
+                (CIpcFramework::getInstance()->init() == 0 && CMsgHandleManager::getInstance()->init() == 0);
             EXPECT_TRUE(s_started);
         });
         std::lock_guard<std::mutex> lock(g_mutex);
@@ -125,14 +125,22 @@ TEST_F(ServiceEntityTest, OnlySocketTypesZeroAndTwoOpenAListener)
         int m_iSocketType;
         bool m_bPortInUse;
         int m_iResult;
-        std::vector<std::string> m_vecPrinted;  // "%P" stands for the port
+        std::vector<std::string> m_vecPrinted; // "%P" stands for the port
     } rows[] = {
         {"Service.xolt", 1, false, 0, {}},
         {"Service.xolt", 3, false, 0, {}},
         {"Service.xolt", -1, false, 0, {}},
-        {"Service.protobuf", 0, false, 0,
-         {"create Udp server: 127.0.0.1 : %P", "[Info] ServiceBase.cpp:", "Close udp service, listen ip:127.0.0.1, listen port:%P"}},
-        {"Service.xolt", 2, false, 0, {"create Udp server: 127.0.0.1 : %P", "Close udp service, listen ip:127.0.0.1, listen port:%P"}},
+        {"Service.protobuf",
+         0,
+         false,
+         0,
+         {"create Udp server: 127.0.0.1 : %P",
+          "[Info] ServiceBase.cpp:", "Close udp service, listen ip:127.0.0.1, listen port:%P"}},
+        {"Service.xolt",
+         2,
+         false,
+         0,
+         {"create Udp server: 127.0.0.1 : %P", "Close udp service, listen ip:127.0.0.1, listen port:%P"}},
         {"Service.xolt", 2, true, -1, {"[Error] ServiceBase.cpp:", "Fail to init udp server, " + inUse}},
     };
     for (const auto& row : rows) {
@@ -193,7 +201,7 @@ TEST_F(ServiceEntityTest, ManagerGivesAFrameToTheLastHandlerRegisteredForItsMsgi
     std::string out = captureStdout([] {
         handle(242, 3, 1, 2);
         handle(242, 4, 35, 14);
-        handle(249, 5);  // no handler: dropped without a line
+        handle(249, 5); // no handler: dropped without a line
         handle(241, 6);
     });
     EXPECT_EQ("", withoutLoopStart(out));
@@ -216,9 +224,10 @@ TEST_F(ServiceEntityTest, ManagerGivesAFrameToTheLastHandlerRegisteredForItsMsgi
     EXPECT_EQ(2, g_destroyed);
     captureStdout([] { EXPECT_EQ(0, CMsgHandleManager::getInstance()->init()); });
     handle(242, 8);
-    EXPECT_EQ((std::vector<std::string>{"Frame seq 3 len 0 first 0", "Frame seq 4 len 0 first 0", "Later seq 6 len 0 first 0",
-                                        "Earlier seq 7 len 0 first 0", "Frame seq 8 len 0 first 0"}),
-              waitForCalls(5));
+    EXPECT_EQ(
+        (std::vector<std::string>{"Frame seq 3 len 0 first 0", "Frame seq 4 len 0 first 0", "Later seq 6 len 0 first 0",
+                                  "Earlier seq 7 len 0 first 0", "Frame seq 8 len 0 first 0"}),
+        waitForCalls(5));
 }
 
 } // namespace

@@ -25,7 +25,10 @@ public:
         m_bDone = true;
     }
 
-    bool finished() { return eventually([this] { return m_bDone.load(); }); }
+    bool finished()
+    {
+        return eventually([this] { return m_bDone.load(); });
+    }
 
     std::atomic<bool> m_bGo{false};
     std::atomic<bool> m_bDone{false};
@@ -45,7 +48,7 @@ TEST(ThreadGenerator, RunsOnANamedThreadAndStopClearsTheCallingThreadsFlag)
         bool m_bFlagAfter;
     } rows[] = {
         {"abcdefghijklmnopqrst", NOT_STOPPED, "abcdefghijklmno", true},
-        {"", NOT_STOPPED, "gen-parent", true},  // the inherited name
+        {"", NOT_STOPPED, "gen-parent", true}, // the inherited name
         {"stopping", STOPPED_FROM_OUTSIDE, "stopping", true},
         {"stopping", STOPPED_ON_ITS_THREAD, "stopping", false},
     };
@@ -128,4 +131,4 @@ TEST(KsThread, WaitReturnsOnTheStopRequestWhetherRunIsBusyOrFinished)
     }
 }
 
-}  // namespace
+} // namespace

@@ -23,7 +23,8 @@ TEST(FileUtil, TypeSizeMoveRemoveAndListing)
         bool m_bFile;
         bool m_bDir;
         int64_t m_lSize;
-    } cases[] = {{dir.file("five"), true, false, 5}, {dir.path(), false, true, 0}, {dir.file("missing"), false, false, -1}};
+    } cases[] = {
+        {dir.file("five"), true, false, 5}, {dir.path(), false, true, 0}, {dir.file("missing"), false, false, -1}};
     for (const auto& c : cases) {
         EXPECT_EQ(c.m_bFile, CFileUtil::isFileExist(c.m_strPath.c_str())) << c.m_strPath;
         EXPECT_EQ(c.m_bDir, CFileUtil::isDirExist(c.m_strPath.c_str())) << c.m_strPath;
@@ -57,7 +58,7 @@ TEST(FileUtil, TypeSizeMoveRemoveAndListing)
         bool m_bRecursive;
         std::string m_strPrefix;
         int m_iResult;
-        std::vector<std::string> m_vecListed;  // after "kept"
+        std::vector<std::string> m_vecListed; // after "kept"
     } listings[] = {
         {dir.path(), false, "", 0, {"a.txt"}},
         {dir.path(), true, "p", 0, {"p/a.txt", "p/sub/b.txt", "p/sub/deeper/c.txt"}},
@@ -80,8 +81,9 @@ TEST(KsTime, TimeTextAndStamp)
     tzset();
     const struct {
         timeval m_tv;
-        const char* m_pszText;  // the milliseconds unpadded
-    } cases[] = {{{1704196800, 7000}, "2024-01-02 12:00:00.7"}, {{1704196800 + 3599, 999999}, "2024-01-02 12:59:59.999"}};
+        const char* m_pszText; // the milliseconds unpadded
+    } cases[] = {{{1704196800, 7000}, "2024-01-02 12:00:00.7"},
+                 {{1704196800 + 3599, 999999}, "2024-01-02 12:59:59.999"}};
     for (const auto& c : cases) {
         char text[64];
         CKsTime::getTimeStr(c.m_tv, text);

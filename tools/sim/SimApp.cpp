@@ -20,8 +20,7 @@ constexpr size_t MAX_DATAGRAM = 65536;
 
 int64_t unixMs()
 {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-               std::chrono::system_clock::now().time_since_epoch())
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
         .count();
 }
 
@@ -29,36 +28,34 @@ int64_t unixMs()
 
 void CSimApp::printHelp(FILE* out)
 {
-    fprintf(out,
-            "usage: lumbrix-sim app [options] COMMAND [ARGUMENTS]\n"
-            "\n"
-            "Stands in for the App: sends one request to the gateway's protobuf service,\n"
-            "waits where the gateway's \"app\" client sends for the answer carrying the\n"
-            "request's sequence, and prints both in protobuf text format. Exit code 0 on\n"
-            "an answer, 1 when none came within --timeout, 2 for a bad command line.\n"
-            "Other messages that arrive meanwhile are noted on standard error.\n"
-            "\n"
-            "options:\n"
-            "  --config FILE      take both addresses from a gateway configuration file\n"
-            "  --listen IP:PORT   where to listen (default 127.0.0.1:25201, the app client's peer)\n"
-            "  --gateway IP:PORT  the gateway's protobuf service (default 127.0.0.1:25200)\n"
-            "  --seq N            the request's message_sequence (default: from the process id)\n"
-            "  --timeout MS       how long to wait for the answer (default 2000)\n"
-            "  --follow MS        after the answer, print every further message for MS ms\n"
-            "  --head-type N      send with this head_type instead of 1 (request)\n"
-            "  --duration MS      listen: how long (default 5000)\n"
-            "  --count N          listen: stop after N messages\n"
-            "  --pcap FILE        also write every datagram in and out to a capture file\n"
-            "  --help             this text\n"
-            "\n");
+    fprintf(out, "usage: lumbrix-sim app [options] COMMAND [ARGUMENTS]\n"
+                 "\n"
+                 "Stands in for the App: sends one request to the gateway's protobuf service,\n"
+                 "waits where the gateway's \"app\" client sends for the answer carrying the\n"
+                 "request's sequence, and prints both in protobuf text format. Exit code 0 on\n"
+                 "an answer, 1 when none came within --timeout, 2 for a bad command line.\n"
+                 "Other messages that arrive meanwhile are noted on standard error.\n"
+                 "\n"
+                 "options:\n"
+                 "  --config FILE      take both addresses from a gateway configuration file\n"
+                 "  --listen IP:PORT   where to listen (default 127.0.0.1:25201, the app client's peer)\n"
+                 "  --gateway IP:PORT  the gateway's protobuf service (default 127.0.0.1:25200)\n"
+                 "  --seq N            the request's message_sequence (default: from the process id)\n"
+                 "  --timeout MS       how long to wait for the answer (default 2000)\n"
+                 "  --follow MS        after the answer, print every further message for MS ms\n"
+                 "  --head-type N      send with this head_type instead of 1 (request)\n"
+                 "  --duration MS      listen: how long (default 5000)\n"
+                 "  --count N          listen: stop after N messages\n"
+                 "  --pcap FILE        also write every datagram in and out to a capture file\n"
+                 "  --help             this text\n"
+                 "\n");
     CAppCommand::printCommands(out);
-    fprintf(out,
-            "\n"
-            "examples:\n"
-            "  lumbrix-sim app get-param gimbal-speed\n"
-            "  lumbrix-sim app set-param rocker-mode 2\n"
-            "  lumbrix-sim app nest cabin 1 2\n"
-            "  lumbrix-sim app --follow 500 pair\n");
+    fprintf(out, "\n"
+                 "examples:\n"
+                 "  lumbrix-sim app get-param gimbal-speed\n"
+                 "  lumbrix-sim app set-param rocker-mode 2\n"
+                 "  lumbrix-sim app nest cabin 1 2\n"
+                 "  lumbrix-sim app --follow 500 pair\n");
 }
 
 int CSimApp::configure(CSimArgs& args)
@@ -89,8 +86,7 @@ int CSimApp::configure(CSimArgs& args)
 
 int CSimApp::run(int argc, char** argv)
 {
-    CSimArgs args({"config", "listen", "gateway", "seq", "timeout", "follow", "head-type", "duration", "count",
-                   "pcap"},
+    CSimArgs args({"config", "listen", "gateway", "seq", "timeout", "follow", "head-type", "duration", "count", "pcap"},
                   {});
     if (args.parse(argc, argv) != 0) {
         fprintf(stderr, "lumbrix-sim app: %s (see lumbrix-sim app --help)\n", args.error().c_str());

@@ -51,8 +51,7 @@ int readConfig(const std::string& path, CSimConfig::ESide side, std::string& lis
 
 } // namespace
 
-int CSimConfig::resolve(const CSimArgs& args, ESide side, sockaddr_in& listen, sockaddr_in& gateway,
-                        std::string& error)
+int CSimConfig::resolve(const CSimArgs& args, ESide side, sockaddr_in& listen, sockaddr_in& gateway, std::string& error)
 {
     if (addresses(args.value("config"), side, listen, gateway, error) != 0) {
         return -1;

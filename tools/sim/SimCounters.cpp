@@ -34,14 +34,13 @@ bool lineTime(const std::string& line, std::string& text, double& seconds)
 
 void CSimCounters::printHelp(FILE* out)
 {
-    fprintf(out,
-            "usage: lumbrix-sim counters LOG...\n"
-            "\n"
-            "Turns the counter lines of gateway logs (the \"stats\" object of the\n"
-            "configuration) into tables: for each service and client a row per\n"
-            "interval with every counter's change per second, then the pending\n"
-            "requests and the recording as logged. Give rotated logs oldest first\n"
-            "(aiService.log.2 aiService.log.1 aiService.log); - reads standard input.\n");
+    fprintf(out, "usage: lumbrix-sim counters LOG...\n"
+                 "\n"
+                 "Turns the counter lines of gateway logs (the \"stats\" object of the\n"
+                 "configuration) into tables: for each service and client a row per\n"
+                 "interval with every counter's change per second, then the pending\n"
+                 "requests and the recording as logged. Give rotated logs oldest first\n"
+                 "(aiService.log.2 aiService.log.1 aiService.log); - reads standard input.\n");
 }
 
 int CSimCounters::run(int argc, char** argv)
@@ -92,7 +91,8 @@ void CSimCounters::read(std::istream& in)
         // The name may hold an address with a colon: its last word ends at
         // the colon followed by a blank.
         const size_t end = line.find(": ", at + tag.size());
-        const std::string name = line.substr(at + tag.size(), (end == std::string::npos ? colon : end) - at - tag.size());
+        const std::string name =
+            line.substr(at + tag.size(), (end == std::string::npos ? colon : end) - at - tag.size());
         std::istringstream words(line.substr(end == std::string::npos ? colon + 1 : end + 2));
         for (std::string word; words >> word;) {
             const size_t eq = word.find('=');
@@ -104,8 +104,8 @@ void CSimCounters::read(std::istream& in)
         }
         if (m_mapSeries.count(name) == 0) {
             m_vecOrder.push_back(name);
-            m_mapSeries[name].rates = name.rfind("service ", 0) == 0 || name.rfind("client ", 0) == 0 ||
-                                      name.rfind("recording ", 0) == 0;
+            m_mapSeries[name].rates =
+                name.rfind("service ", 0) == 0 || name.rfind("client ", 0) == 0 || name.rfind("recording ", 0) == 0;
         }
         m_mapSeries[name].samples.push_back(sample);
     }

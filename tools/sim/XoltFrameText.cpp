@@ -65,10 +65,10 @@ void describeRcAnswer(std::ostringstream& out, const TPayload& pl)
 {
     const uint8_t type = static_cast<uint8_t>(pl.at(0));
     const uint8_t* d = pl.p + 2;
-    out << "RC settings " << (type == RC_CMD_RAW_DATA || type == RC_CMD_GET_STATUS ||
-                                      type == RC_CMD_RC_CALIBRATION_STATUS_INFO
-                                  ? "report "
-                                  : "answer ")
+    out << "RC settings "
+        << (type == RC_CMD_RAW_DATA || type == RC_CMD_GET_STATUS || type == RC_CMD_RC_CALIBRATION_STATUS_INFO
+                ? "report "
+                : "answer ")
         << CXoltFrameText::rcCommandName(type);
     if (!pl.has(3)) {
         return;
@@ -94,8 +94,8 @@ void describeRcAnswer(std::ostringstream& out, const TPayload& pl)
         }
         break;
     case RC_CMD_GET_STATUS:
-        out << ": power " << pl.at(2) << "%, rc signal " << pl.at(3) << ", dsp signal " << pl.at(4)
-            << ", calibration " << pl.at(5) << ", battery " << pl.at(6) << " degC";
+        out << ": power " << pl.at(2) << "%, rc signal " << pl.at(3) << ", dsp signal " << pl.at(4) << ", calibration "
+            << pl.at(5) << ", battery " << pl.at(6) << " degC";
         if (pl.has(PHONE_SET_CHARGING_VOLTAGE_OFFSET + 2)) {
             out << ", charging " << rd_u16le(pl.p + PHONE_SET_CHARGING_VOLTAGE_OFFSET) << " mV";
         }
@@ -124,8 +124,8 @@ void describeNestCommand(std::ostringstream& out, const TPayload& pl)
         break;
     case NEST_CMD_SYSTEM_CONFIG:
         if (pl.has(11)) {
-            out << ": open limit " << pl.at(3) << ", close limit " << pl.at(4) << ", unix time "
-                << rd_u32le(pl.p + 5) << ", auto discharge " << pl.at(9) << ", auto charge " << pl.at(10);
+            out << ": open limit " << pl.at(3) << ", close limit " << pl.at(4) << ", unix time " << rd_u32le(pl.p + 5)
+                << ", auto discharge " << pl.at(9) << ", auto charge " << pl.at(10);
         }
         break;
     default:
@@ -203,8 +203,8 @@ std::string CXoltFrameText::describe(const xolt_message_head_t& frame)
         }
         break;
     case XOLT_MSG_ID_RC_KEY:
-        out << "RC key event: key " << pl.at(0) << ", time " << pl.at(1) << ", value " << pl.at(2)
-            << ", status " << pl.at(3);
+        out << "RC key event: key " << pl.at(0) << ", time " << pl.at(1) << ", value " << pl.at(2) << ", status "
+            << pl.at(3);
         break;
     case XOLT_MSG_ID_NEST_VIRTUAL_STICK:
         out << "virtual stick for the nest";

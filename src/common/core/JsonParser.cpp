@@ -30,7 +30,7 @@ int parseInto(std::istream& in, CJsonNode& root)
     return 0;
 }
 
-}  // namespace
+} // namespace
 
 int CJsonParser::loadFromFile(const std::string& path, CJsonNode& root)
 {

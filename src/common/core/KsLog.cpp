@@ -14,11 +14,8 @@
 namespace {
 
 const CKsIDNameMap::TIDNamePair LOG_LEVEL_NAMES[] = {
-    {"Error", E_LOG_LEVEL_ERROR},
-    {"Warn", E_LOG_LEVEL_WARN},
-    {"Info", E_LOG_LEVEL_INFO},
-    {"Debug", E_LOG_LEVEL_DEBUG},
-    {nullptr, E_LOG_LEVEL_INFO},
+    {"Error", E_LOG_LEVEL_ERROR}, {"Warn", E_LOG_LEVEL_WARN},  {"Info", E_LOG_LEVEL_INFO},
+    {"Debug", E_LOG_LEVEL_DEBUG}, {nullptr, E_LOG_LEVEL_INFO},
 };
 
 // The name a line carries; a level outside the table is written as "Info".
@@ -79,7 +76,7 @@ void lineTime(char* out)
 // a plain flag, so it can still be read then.
 thread_local bool t_bLineBufferGone = false;
 
-}  // namespace
+} // namespace
 
 // A stream buffer that appends to a string kept from line to line, with the
 // stream that writes into it.

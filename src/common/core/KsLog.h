@@ -123,13 +123,13 @@ constexpr const char* ksLogFileName(const char* path)
 // Call-site convention: nothing is built unless the global level admits the
 // line; the text is "<file>:<line> <message>". KS_LOG_AT logs on behalf of a
 // caller whose location a shared helper received.
-#define KS_LOG_AT(level, file, line, message)                                     \
-    do {                                                                         \
-        if (CKsLog::getLogLevel() >= (level)) {                                  \
-            CKsLog::CLineText ksLogLine_;                                        \
-            ksLogLine_.stream() << ksLogFileName(file) << ":" << (line) << " " << message; \
-            CKsLog::getInstance()->writeLog((level), ksLogLine_.text());         \
-        }                                                                        \
+#define KS_LOG_AT(level, file, line, message)                                                                          \
+    do {                                                                                                               \
+        if (CKsLog::getLogLevel() >= (level)) {                                                                        \
+            CKsLog::CLineText ksLogLine_;                                                                              \
+            ksLogLine_.stream() << ksLogFileName(file) << ":" << (line) << " " << message;                             \
+            CKsLog::getInstance()->writeLog((level), ksLogLine_.text());                                               \
+        }                                                                                                              \
     } while (0)
 
 #define KS_LOG(level, message) KS_LOG_AT(level, __FILE__, __LINE__, message)

@@ -16,10 +16,7 @@ void CKsThread::CThreadFunc::operator()()
     m_pThread->setStatus(E_THREAD_STATUS_FINISHED);
 }
 
-CKsThread::CKsThread(const std::string& name)
-    : m_strThreadName(name), m_iThreadStatus(E_THREAD_STATUS_CREATED)
-{
-}
+CKsThread::CKsThread(const std::string& name) : m_strThreadName(name), m_iThreadStatus(E_THREAD_STATUS_CREATED) {}
 
 int CKsThread::start()
 {

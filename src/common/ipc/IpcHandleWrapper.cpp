@@ -2,10 +2,7 @@
 
 #include <utility>
 
-CIpcHandleWrapper::CIpcHandleWrapper(std::shared_ptr<CIpcHandleBase> handle)
-    : m_spHandle(std::move(handle))
-{
-}
+CIpcHandleWrapper::CIpcHandleWrapper(std::shared_ptr<CIpcHandleBase> handle) : m_spHandle(std::move(handle)) {}
 
 int CIpcHandleWrapper::sendData(const char* data, int len)
 {

@@ -66,10 +66,7 @@ private:
 template <typename T>
 class CReflexRegister {
 public:
-    CReflexRegister(const char* key, FuncCreator creator)
-    {
-        CReflex<T>::registerCreator(key, creator);
-    }
+    CReflexRegister(const char* key, FuncCreator creator) { CReflex<T>::registerCreator(key, creator); }
 };
 
 #endif

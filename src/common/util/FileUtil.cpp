@@ -73,8 +73,7 @@ int CFileUtil::getDirList(const char*, std::vector<std::string>&, bool, const st
     return 0;
 }
 
-int CFileUtil::getFileList(const char* dir, std::vector<std::string>& list, bool bRecursive,
-                           const std::string& prefix)
+int CFileUtil::getFileList(const char* dir, std::vector<std::string>& list, bool bRecursive, const std::string& prefix)
 {
     DIR* handle = dir == nullptr ? nullptr : opendir(dir);
     if (handle == nullptr) {

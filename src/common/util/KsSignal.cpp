@@ -19,7 +19,7 @@ void restoreDefaultAction(int sig)
 // Signals the kernel sends to the thread whose instruction or call caused
 // them; blocking them there would leave a fault pending or kill the process
 // without a line.
-const int THREAD_DIRECTED_SIGNALS[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP,
+const int THREAD_DIRECTED_SIGNALS[] = {SIGSEGV, SIGBUS,  SIGFPE,  SIGILL,  SIGTRAP,
                                        SIGSYS,  SIGPIPE, SIGXFSZ, SIGABRT, SIGSTKFLT};
 
 bool isThreadDirected(int sig)
@@ -37,15 +37,14 @@ const char* nameOf(const TSignalHandleInfo& info)
     return info.m_pszSigName != nullptr ? info.m_pszSigName : "";
 }
 
-}  // namespace
+} // namespace
 
 TSignalHandleInfo::TSignalHandleInfo()
     : m_iSigNo(-1), m_pszSigName(""), m_bResumeToDefault(false), m_funcSigHandle(nullptr)
 {
 }
 
-TSignalHandleInfo::TSignalHandleInfo(int32_t sigNo, const char* sigName, bool resumeToDefault,
-                                     FuncSigHandle handle)
+TSignalHandleInfo::TSignalHandleInfo(int32_t sigNo, const char* sigName, bool resumeToDefault, FuncSigHandle handle)
     : m_iSigNo(sigNo), m_pszSigName(sigName), m_bResumeToDefault(resumeToDefault), m_funcSigHandle(handle)
 {
 }
@@ -130,12 +129,12 @@ int CKsSignal::init()
         sigemptyset(&action.sa_mask);
         if (sigaction(sigNo, &action, nullptr) != 0) {
             KS_LOG_ERROR("Fail to set signal handle. sigNo:" << sigNo << ", sigName:" << nameOf(info)
-                                                              << ", errno:" << errno);
+                                                             << ", errno:" << errno);
             continue;
         }
         KS_LOG_INFO("Set signal handle success. sigNo:" << sigNo << ", sigName:" << nameOf(info)
-                                                         << ", need resume default handle:"
-                                                         << (info.m_bResumeToDefault ? 1 : 0));
+                                                        << ", need resume default handle:"
+                                                        << (info.m_bResumeToDefault ? 1 : 0));
     }
     return 0;
 }
@@ -201,6 +200,4 @@ CKsSignal::CNewThreadMask::~CNewThreadMask()
     pthread_sigmask(SIG_SETMASK, &m_setSaved, nullptr);
 }
 
-void CKsSignal::getStackInfo(std::string&)
-{
-}
+void CKsSignal::getStackInfo(std::string&) {}

@@ -11,10 +11,10 @@ typedef void (*FuncSigHandle)(int, siginfo_t*, void*);
 // One row of a signal table: which handler a signal gets and whether the
 // handler puts the default action back after logging.
 struct TSignalHandleInfo {
-    int32_t m_iSigNo;  // a negative number ends a table
+    int32_t m_iSigNo; // a negative number ends a table
     const char* m_pszSigName;
     bool m_bResumeToDefault;
-    FuncSigHandle m_funcSigHandle;  // null: the signal is left alone
+    FuncSigHandle m_funcSigHandle; // null: the signal is left alone
 
     TSignalHandleInfo();
     TSignalHandleInfo(int32_t sigNo, const char* sigName, bool resumeToDefault, FuncSigHandle handle);

@@ -11,7 +11,7 @@ namespace {
 
 constexpr uint32_t PCAP_MAGIC = 0xA1B2C3D4; // microsecond time stamps
 constexpr uint32_t PCAP_SNAPLEN = 65535;
-constexpr uint32_t LINKTYPE_RAW = 101;      // the packet starts with its IP header
+constexpr uint32_t LINKTYPE_RAW = 101; // the packet starts with its IP header
 constexpr size_t IPV4_HEADER_LEN = 20;
 constexpr size_t UDP_HEADER_LEN = 8;
 

@@ -2,7 +2,6 @@
 
 #include "common/core/KsLog.h"
 
-
 int CClientEntityManager::init()
 {
     m_vecClient.resize(E_SERVICE_ID_END);

@@ -23,10 +23,10 @@ int CUdpClient::start(const CClientEntityInfo& info)
     }
     m_spIpcHandle = handle;
     m_iServiceId = info.m_iServiceId;
-    m_pTap = CTrafficRecorder::getInstance()->addTap(
-        CEndpointTap::E_KIND_CLIENT,
-        "client " + info.m_strServiceName + " " + info.m_strRemoteIP + ":" + std::to_string(info.m_iRemotePort),
-        handle->getRemoteAddress(), handle->getHandle());
+    m_pTap = CTrafficRecorder::getInstance()->addTap(CEndpointTap::E_KIND_CLIENT,
+                                                     "client " + info.m_strServiceName + " " + info.m_strRemoteIP +
+                                                         ":" + std::to_string(info.m_iRemotePort),
+                                                     handle->getRemoteAddress(), handle->getHandle());
     KS_LOG_INFO("Create udp client success, remote ip:" << info.m_strRemoteIP
                                                         << ", remote port:" << info.m_iRemotePort);
     return 0;

@@ -52,6 +52,4 @@ int ICServiceBase::onReadData(CIpcHandleBase*, int, const char*)
     return 0;
 }
 
-void ICServiceBase::addCounters(CEndpointTap&)
-{
-}
+void ICServiceBase::addCounters(CEndpointTap&) {}

@@ -15,8 +15,7 @@
 #include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
-LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CXoltDeviceInfoResp, "Xolt2Protobuf.XoltDeviceInfoResp",
-                                  XOLT_SYSTEM_CMD_GET_VERSIONS)
+LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CXoltDeviceInfoResp, "Xolt2Protobuf.XoltDeviceInfoResp", XOLT_SYSTEM_CMD_GET_VERSIONS)
 
 namespace {
 

@@ -59,7 +59,7 @@ private:
     static std::string label(ESide side, const std::vector<uint8_t>& bytes);
 
     CUdpPeer m_socket[E_SIDES];
-    sockaddr_in m_service[E_SIDES]{}; // the gateway's link and App services
+    sockaddr_in m_service[E_SIDES]{};       // the gateway's link and App services
     uint16_t m_usCapturePort[E_SIDES][2]{}; // per side: its service's port, its own port
     double m_dSpeed = 1.0;
     int64_t m_iWaitMs = 0;

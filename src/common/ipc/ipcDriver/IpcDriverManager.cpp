@@ -6,7 +6,6 @@
 #include "common/ipc/IpcHandleBase.h"
 #include "common/ipc/Reflex.h"
 
-
 int CIpcDriverManager::init()
 {
     std::list<CIpcDriverBase*> drivers;

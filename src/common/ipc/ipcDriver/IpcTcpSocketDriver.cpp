@@ -26,7 +26,7 @@ sockaddr_in makeAddress(const std::string& ip, unsigned short port)
     addr.sin_addr.s_addr = inet_addr(ip.c_str());
     return addr;
 }
-}
+} // namespace
 
 void* CIpcTcpSocketDriver::create()
 {

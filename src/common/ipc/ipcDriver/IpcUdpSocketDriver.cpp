@@ -79,8 +79,7 @@ int CIpcUdpSocketDriver::recvData(int sockfd, int& len, char* buf, int bufLen, s
     return 0;
 }
 
-int CIpcUdpSocketDriver::sendData(int sockfd, const char* data, int len, const std::string& ip,
-                                  unsigned short port)
+int CIpcUdpSocketDriver::sendData(int sockfd, const char* data, int len, const std::string& ip, unsigned short port)
 {
     return sendData(sockfd, data, len, ipv4Address(ip, port));
 }
@@ -101,8 +100,7 @@ int CIpcUdpSocketDriver::sendData(int sockfd, const char* data, int len, const s
     return -1;
 }
 
-int CIpcUdpSocketDriver::sendData(int sockfd, const std::string& data, const std::string& ip,
-                                  unsigned short port)
+int CIpcUdpSocketDriver::sendData(int sockfd, const std::string& data, const std::string& ip, unsigned short port)
 {
     return sendData(sockfd, data.data(), static_cast<int>(data.size()), ip, port);
 }

@@ -7,7 +7,8 @@
 // the nest's calibration. Created and owned by the handler manager; the nest's
 // acknowledgement is paired by CXoltNestCommandRsp.
 class CNestCalibrationOperation
-    : public CNestCommandHandle<CNestCalibrationOperation, quelby::protocol::NestCalibrateOperation, E_NEST_ARGS_MARK_ACTION> {
+    : public CNestCommandHandle<CNestCalibrationOperation, quelby::protocol::NestCalibrateOperation,
+                                E_NEST_ARGS_MARK_ACTION> {
     LUMBRIX_PROTOBUF2XOLT_HANDLE(CNestCalibrationOperation)
 
 public:

@@ -286,7 +286,7 @@ int32_t CXoltNestReport::handleMsg(__xolt_message_head* head)
     }
     if (length < report->recordLen) {
         KS_LOG_WARN("Nest report too short, type: " << static_cast<int>(type) << ", length: " << length
-                    << ", need: " << report->recordLen);
+                                                    << ", need: " << report->recordLen);
         return 0;
     }
 
