@@ -32,30 +32,21 @@ bool lineTime(const std::string& line, std::string& text, double& seconds)
 
 } // namespace
 
-void CSimCounters::printHelp(FILE* out)
-{
-    fprintf(out, "usage: lumbrix-sim counters LOG...\n"
-                 "\n"
-                 "Turns the counter lines of gateway logs (the \"stats\" object of the\n"
-                 "configuration) into tables: for each service and client a row per\n"
-                 "interval with every counter's change per second, then the pending\n"
-                 "requests and the recording as logged. Give rotated logs oldest first\n"
-                 "(aiService.log.2 aiService.log.1 aiService.log); - reads standard input.\n");
-}
-
 int CSimCounters::run(int argc, char** argv)
 {
-    CSimArgs args({}, {});
-    if (args.parse(argc, argv) != 0) {
-        fprintf(stderr, "lumbrix-sim counters: %s\n", args.error().c_str());
-        return 2;
-    }
-    if (args.has("help")) {
-        printHelp(stdout);
-        return 0;
+    CSimArgs args("counters", "LOG...",
+                  "Turns the counter lines of gateway logs (the \"stats\" object of the\n"
+                  "configuration) into tables: for each service and client a row per\n"
+                  "interval with every counter's change per second, then the pending\n"
+                  "requests and the recording as logged. Give rotated logs oldest first\n"
+                  "(aiService.log.2 aiService.log.1 aiService.log); - reads standard input.\n",
+                  {});
+    const int done = args.parse(argc, argv);
+    if (done >= 0) {
+        return done;
     }
     if (args.positionals().empty()) {
-        printHelp(stderr);
+        args.printHelp(stderr);
         return 2;
     }
     for (const std::string& path : args.positionals()) {
@@ -65,8 +56,7 @@ int CSimCounters::run(int argc, char** argv)
         }
         std::ifstream in(path);
         if (!in) {
-            fprintf(stderr, "lumbrix-sim counters: cannot read %s\n", path.c_str());
-            return 2;
+            return args.fail("cannot read " + path);
         }
         read(in);
     }

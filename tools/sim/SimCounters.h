@@ -14,7 +14,6 @@
 // their backups, oldest first, as given) or standard input ("-").
 class CSimCounters {
 public:
-    static void printHelp(FILE* out);
     // Runs the mode with the words after "counters"; returns the exit code.
     int run(int argc, char** argv);
 
