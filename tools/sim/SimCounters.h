@@ -26,10 +26,11 @@ private:
     struct TSample {
         double seconds; // since the epoch of the line's time (local time)
         std::string time;
-        std::vector<std::pair<std::string, double>> values;
+        std::map<std::string, double> values;
     };
     struct TSeries {
-        bool rates; // counters since start; otherwise levels (queue depths)
+        bool rates = false;            // counters since start; otherwise levels (queue depths)
+        std::vector<std::string> keys; // the columns: every key of the lines, in first-seen order
         std::vector<TSample> samples;
     };
 

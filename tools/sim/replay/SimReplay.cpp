@@ -315,11 +315,6 @@ int CSimReplay::compare() const
             printf("compare: answer %zu to the %s (%s) differs from the recorded one:%s%s\n", i + 1, SIDE_NAMES[side],
                    label(static_cast<ESide>(side), received[i]).c_str(), difference.compare(0, 1, "\n") == 0 ? "" : " ",
                    difference.c_str());
-            if (side == E_RADIO) {
-                printf("    recorded: %s\n    replayed: %s\n",
-                       CXoltFrameText::hex(recorded[i].data(), recorded[i].size()).c_str(),
-                       CXoltFrameText::hex(received[i].data(), received[i].size()).c_str());
-            }
         }
         if (recorded.size() > common) {
             differences += recorded.size() - common;
