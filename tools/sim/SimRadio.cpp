@@ -185,46 +185,45 @@ int CSimRadio::run(int argc, char** argv)
     uint8_t datagram[MAX_DATAGRAM];
     while (!CSimStop::requested() && (duration == 0 || CSimStop::nowMs() - start < duration)) {
         const int64_t now = CSimStop::nowMs();
-        // In the order they were queued; the queue stays short.
-        for (auto it = m_vecPending.begin(); it != m_vecPending.end();) {
-            if (it->dueMs > now) {
-                ++it;
-                continue;
-            }
-            sendNow(it->bytes);
-            it = m_vecPending.erase(it);
+        while (!m_mapPending.empty() && m_mapPending.begin()->first <= now) {
+            sendNow(m_mapPending.begin()->second);
+            m_mapPending.erase(m_mapPending.begin());
         }
         const bool reporting = m_iReportPeriodMs != 0 && (rounds == 0 || m_iRoundsSent < rounds);
         if (reporting && now >= nextReport) {
             sendReportRound();
             nextReport += m_iReportPeriodMs;
         }
-        if (rounds != 0 && m_iRoundsSent >= rounds && m_vecPending.empty()) {
+        if (rounds != 0 && m_iRoundsSent >= rounds && m_mapPending.empty()) {
             break;
         }
         int64_t wait =
             reporting ? std::min<int64_t>(IDLE_WAIT_MS, std::max<int64_t>(0, nextReport - now)) : IDLE_WAIT_MS;
-        for (const TPending& pending : m_vecPending) {
-            wait = std::min(wait, std::max<int64_t>(0, pending.dueMs - now));
+        if (!m_mapPending.empty()) {
+            wait = std::min(wait, std::max<int64_t>(0, m_mapPending.begin()->first - now));
         }
         sockaddr_in from{};
         const int n = m_socket.receive(datagram, sizeof(datagram), static_cast<int>(wait), from);
         if (n > 0) {
-            fputs(CXoltFrameText::datagram("gateway -> radio: ", datagram, static_cast<size_t>(n)).c_str(), stdout);
-            CXoltFrameText::frames(datagram, static_cast<size_t>(n),
-                                   [this](const xolt_message_head_t& frame, bool crcGood) {
-                                       if (crcGood) {
-                                           ++m_ulFramesIn;
-                                           answer(frame);
-                                       } else {
-                                           printf("    (dropped: the CRC is bad)\n");
-                                       }
-                                   });
+            onDatagram(datagram, static_cast<size_t>(n));
         }
     }
     printf("radio: stopped after %llu frames in and %llu frames out\n", static_cast<unsigned long long>(m_ulFramesIn),
            static_cast<unsigned long long>(m_ulFramesOut));
     return 0;
+}
+
+void CSimRadio::onDatagram(const uint8_t* data, size_t length)
+{
+    fputs(CXoltFrameText::datagram("gateway -> radio: ", data, length).c_str(), stdout);
+    CXoltFrameText::frames(data, length, [this](const xolt_message_head_t& frame, bool crcGood) {
+        if (!crcGood) {
+            printf("    (dropped: the CRC is bad)\n");
+            return;
+        }
+        ++m_ulFramesIn;
+        answer(frame);
+    });
 }
 
 void CSimRadio::answer(const xolt_message_head_t& frame)
@@ -355,7 +354,7 @@ void CSimRadio::send(uint8_t msgid, uint8_t sourceid, const std::vector<uint8_t>
     if (delayMs == 0) {
         sendNow(bytes);
     } else {
-        m_vecPending.push_back({CSimStop::nowMs() + delayMs, bytes});
+        m_mapPending.emplace(CSimStop::nowMs() + delayMs, bytes);
     }
 }
 

@@ -2,6 +2,7 @@
 #define LUMBRIX_SIM_RADIO_H
 
 #include <cstdint>
+#include <map>
 #include <netinet/in.h>
 #include <string>
 #include <vector>
@@ -24,12 +25,8 @@ public:
     int run(int argc, char** argv);
 
 private:
-    // A frame waiting for its time to be sent (pairing progress, say).
-    struct TPending {
-        int64_t dueMs;
-        std::string bytes;
-    };
-
+    // Prints the frames the gateway sent and answers each good one.
+    void onDatagram(const uint8_t* data, size_t length);
     void answer(const xolt_message_head_t& frame);
     void answerRcSettings(const uint8_t* payload);
     void sendReportRound();
@@ -51,7 +48,7 @@ private:
     bool m_bStickUpload = false;
 
     uint8_t m_ucTxSeq = 0;
-    std::vector<TPending> m_vecPending;
+    std::multimap<int64_t, std::string> m_mapPending; // frames by the time they are due (pairing progress, say)
     uint64_t m_ulFramesIn = 0;
     uint64_t m_ulFramesOut = 0;
 };
