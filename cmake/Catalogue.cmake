@@ -1,11 +1,13 @@
 # The link catalogue from the gateway's own definitions (src/msgHandle): the
-# message ids, the CRC extra of every msgid, and the names of the
-# sub-command codes of msgids 150 (RC settings), 182/183 (nest) and 200/201
-# (AT commands). Run as
-#   cmake -DSOURCE_DIR=<checkout> -DHEADER=<file> -P cmake/Catalogue.cmake
-# to write the simulator's name tables (a C++ header, at build time), or
-#   cmake -DSOURCE_DIR=<checkout> -DLUA=<file> -P cmake/Catalogue.cmake
-# to check the Wireshark dissector's tables against it (ctest -R catalogue).
+# CRC extra of every msgid and the names of the sub-command codes of msgids
+# 150 (RC settings), 182/183 (nest) and 200/201 (AT commands). Run at build
+# time as
+#   cmake -DSOURCE_DIR=<checkout> -DHEADER=<file> -DLUA_TABLES=<file> -P cmake/Catalogue.cmake
+# to write the simulator's name tables (a C++ header) and the Wireshark
+# dissector's link tables (a Lua file that lumbrix.lua loads), or as
+#   cmake -DSOURCE_DIR=<checkout> -DLUA=<lumbrix.lua> -P cmake/Catalogue.cmake
+# to check that the dissector names every message id the gateway defines
+# (ctest -R catalogue).
 cmake_minimum_required(VERSION 3.16)
 set(defs ${SOURCE_DIR}/src/msgHandle)
 
@@ -42,50 +44,38 @@ string(REGEX MATCH "= ([0-9]+)" extra "${extra}")
 set(extra ${CMAKE_MATCH_1})
 
 if(HEADER)
-  set(text "// Made at build time from the gateway's definitions (cmake/Catalogue.cmake).\n")
+  set(HEADER_text "// Made at build time from the gateway's definitions (cmake/Catalogue.cmake).\n")
+  set(LUA_TABLES_text "-- Made at build time from the gateway's definitions (cmake/Catalogue.cmake).\nreturn {\n")
   foreach(table rc nest at)
-    string(APPEND text "const TCodeName s_${table}Codes[] = {\n")
+    string(APPEND HEADER_text "const TCodeName s_${table}Codes[] = {\n")
+    string(APPEND LUA_TABLES_text "  ${table} = {\n")
     foreach(entry ${${table}})
-      string(REPLACE "=" ", \"" entry "${entry}")
-      string(APPEND text "    {${entry}\"},\n")
+      string(REGEX REPLACE "(.*)=(.*)" "    {\\1, \"\\2\"},\n" row "${entry}")
+      string(APPEND HEADER_text "${row}")
+      string(REGEX REPLACE "(.*)=(.*)" "    [\\1] = \"\\2\",\n" row "${entry}")
+      string(APPEND LUA_TABLES_text "${row}")
     endforeach()
-    string(APPEND text "};\n")
+    string(APPEND HEADER_text "};\n")
+    string(APPEND LUA_TABLES_text "  },\n")
   endforeach()
-  file(WRITE ${HEADER}.new "${text}")
-  file(COPY_FILE ${HEADER}.new ${HEADER} ONLY_IF_DIFFERENT)
+  list(JOIN crcs ", " crc_list)
+  string(APPEND LUA_TABLES_text "  crc_extra = { [0] = ${crc_list} },\n  set_gimbal_speed_extra = ${extra},\n}\n")
+  foreach(out HEADER LUA_TABLES)
+    file(WRITE ${${out}}.new "${${out}_text}")
+    file(COPY_FILE ${${out}}.new ${${out}} ONLY_IF_DIFFERENT)
+  endforeach()
   return()
 endif()
 
-# The dissector: each table as "[code] = "NAME"" pairs, CRC_EXTRA as a list.
+# The dissector names every message id (its MESSAGES table, "[id] = "NAME"").
 file(READ ${LUA} lua)
-set(faults 0)
-macro(differs what expected actual)
-  if(NOT "${expected}" STREQUAL "${actual}")
-    message("${LUA}: ${what} differs from the gateway's definitions:\n  gateway:   ${expected}\n  dissector: ${actual}")
-    math(EXPR faults "${faults} + 1")
-  endif()
-endmacro()
-foreach(pair "RC_COMMANDS;rc" "NEST_COMMANDS;nest" "AT_COMMANDS;at" "MESSAGES;ids")
-  list(GET pair 0 table)
-  list(GET pair 1 list)
-  string(REGEX MATCH "\nlocal ${table} = {[^}]*}" body "${lua}")
-  string(REGEX MATCHALL "\\[[0-9]+\\] = \"[^\"]*\"" entries "${body}")
-  list(TRANSFORM entries REPLACE "\\[([0-9]+)\\] = \"([^\"]*)\"" "\\1=\\2")
-  if(list STREQUAL "ids")
-    list(TRANSFORM entries REPLACE "=.*" "")
-  endif()
-  list(SORT entries COMPARE NATURAL)
-  set(expected ${${list}})
-  list(SORT expected COMPARE NATURAL)
-  differs("${table}" "${expected}" "${entries}")
-endforeach()
-string(REGEX MATCH "\nlocal CRC_EXTRA = {[^}]*}" body "${lua}")
-string(REGEX REPLACE "\\[0\\] = " "" body "${body}")
-string(REGEX MATCHALL "[0-9]+" body "${body}")
-differs("CRC_EXTRA" "${crcs}" "${body}")
-string(REGEX MATCH "SET_GIMBAL_SPEED_EXTRA = [0-9]+" body "${lua}")
-differs("SET_GIMBAL_SPEED_EXTRA" "SET_GIMBAL_SPEED_EXTRA = ${extra}" "${body}")
-if(faults GREATER 0)
-  message(FATAL_ERROR "catalogue: ${faults} table(s) of the dissector differ")
+string(REGEX MATCH "\nlocal MESSAGES = {[^}]*}" body "${lua}")
+string(REGEX MATCHALL "\\[[0-9]+\\] =" entries "${body}")
+list(TRANSFORM entries REPLACE "\\[([0-9]+)\\] =" "\\1")
+list(SORT entries COMPARE NATURAL)
+list(SORT ids COMPARE NATURAL)
+if(NOT "${ids}" STREQUAL "${entries}")
+  message(FATAL_ERROR "${LUA}: the message ids of MESSAGES differ from the gateway's definitions:\n"
+                      "  gateway:   ${ids}\n  dissector: ${entries}")
 endif()
-message("catalogue: the dissector's tables are the gateway's")
+message("catalogue: the dissector names every message id of the gateway")

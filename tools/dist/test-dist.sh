@@ -16,9 +16,9 @@ set -u
 
 BUILD_DIR=${1:-build-aarch64-static}
 QEMU=${QEMU:-qemu-aarch64}
-STEP_TIMEOUT_MS=5000
-# run_session, holds, stop_processes
-. "$(dirname "$0")/../lib/loopback.sh"
+HERE=$(dirname "$0")
+# work_dir, check, contains, free_ports_config, run_session, holds
+. "$HERE/../lib/common.sh"
 
 archives=("$BUILD_DIR"/lumbrix-*-aarch64.tar.gz)
 if [ ${#archives[@]} -ne 1 ] || [ ! -f "${archives[0]}" ]; then
@@ -33,52 +33,18 @@ NAME=$(basename "$ARCHIVE" .tar.gz)
 VERSION=${NAME#lumbrix-}
 VERSION=${VERSION%-aarch64}
 
-WORK=$(mktemp -d "${TMPDIR:-/tmp}/lumbrix-test-dist.XXXXXX")
+work_dir test-dist
 PKG=$WORK/$NAME
-PIDS=()
-
-# Stops the packaged gateway (started through lumbrix-ctl.sh, so not a child
-# of this script) and every child left, TERM first, then KILL.
-cleanup() {
-  if [ -f "$PKG/lumbrix.pid" ]; then
-    PIDS+=("$(cat "$PKG/lumbrix.pid")")
-  fi
-  stop_processes "${PIDS[@]}"
-  rm -rf "$WORK"
-}
-trap cleanup EXIT
-trap 'exit 130' INT TERM
-
-PASSED=0
-FAILED=0
-# check DESCRIPTION COMMAND...: runs the command, counts and prints the result.
-check() {
-  local what=$1
-  shift
-  if "$@" > "$WORK/check.out" 2>&1; then
-    PASSED=$((PASSED + 1))
-    echo "ok    $what"
-  else
-    FAILED=$((FAILED + 1))
-    echo "FAIL  $what"
-    sed 's/^/      /' "$WORK/check.out" | tail -20
-  fi
-}
-
-# contains FILE TEXT: the file holds the text (fixed string).
-contains() {
-  grep -qF -- "$2" "$1" || { echo "no \"$2\" in $1:"; cat "$1"; return 1; }
-}
+# The packaged gateway runs through lumbrix-ctl.sh, not as a child of this
+# script: it is stopped at exit as well.
+ON_EXIT='[ ! -f "$PKG/lumbrix.pid" ] || PIDS+=("$(cat "$PKG/lumbrix.pid")")'
 
 echo "test-dist: $ARCHIVE (version $VERSION)"
 
 # ---- the archive
-expected_contents() {
-  printf '%s\n' "$NAME/" "$NAME/INSTALL" "$NAME/install.sh" "$NAME/lumbrix" "$NAME/lumbrix-ctl.sh" \
-    "$NAME/lumbrix-sim" "$NAME/lumbrix.json" "$NAME/lumbrix.rc"
-}
 same_contents() {
-  diff <(expected_contents) <(tar -tzf "$ARCHIVE" | LC_ALL=C sort)
+  diff <(printf "$NAME/%s\n" "" INSTALL install.sh lumbrix lumbrix-ctl.sh lumbrix-sim lumbrix.json lumbrix.rc) \
+    <(tar -tzf "$ARCHIVE" | LC_ALL=C sort)
 }
 check "the archive holds $NAME/ with the eight files" same_contents
 tar -xzf "$ARCHIVE" -C "$WORK" || { echo "test-dist: cannot unpack $ARCHIVE" >&2; exit 1; }
@@ -98,8 +64,9 @@ static_aarch64() {
 }
 check "lumbrix is a static, stripped aarch64 executable" static_aarch64 "$PKG/lumbrix"
 check "lumbrix-sim is a static, stripped aarch64 executable" static_aarch64 "$PKG/lumbrix-sim"
+SIM=("$QEMU" "$PKG/lumbrix-sim")
 sim_version() {
-  [ "$("$QEMU" "$PKG/lumbrix-sim" --version)" = "lumbrix-sim $VERSION" ]
+  [ "$("${SIM[@]}" --version)" = "lumbrix-sim $VERSION" ]
 }
 check "lumbrix-sim --version names $VERSION" sim_version
 check "INSTALL names the version" contains "$PKG/INSTALL" "Lumbrix $VERSION for the remote controller"
@@ -111,7 +78,7 @@ check "the init service runs the gateway in group inet with a time zone" \
     setenv TZ CST-8' "$PKG/lumbrix.rc"
 no_replay() {
   local code=0
-  "$QEMU" "$PKG/lumbrix-sim" replay "$WORK/none.pcap" > "$WORK/replay.out" 2>&1 || code=$?
+  "${SIM[@]}" replay "$WORK/none.pcap" > "$WORK/replay.out" 2>&1 || code=$?
   [ $code -eq 2 ] && contains "$WORK/replay.out" "this build has no replay mode"
 }
 check "the device's simulator says it has no replay mode" no_replay
@@ -132,11 +99,11 @@ install_to_gw() {
 }
 check "install.sh --dir /data/local/tmp/gw --tz EST5EDT runs" install_to_gw
 installed() {
-  local pushed=$WORK/adb/pushed
-  contains "$WORK/adb/calls" "adb shell mkdir -p /data/local/tmp/gw/log" &&
-    contains "$WORK/adb/calls" "adb push $PKG/lumbrix $PKG/lumbrix-sim " &&
-    contains "$WORK/adb/calls" "/lumbrix-ctl.sh /data/local/tmp/gw/" &&
-    contains "$WORK/adb/calls" \
+  local calls=$WORK/adb/calls pushed=$WORK/adb/pushed
+  contains "$calls" "adb shell mkdir -p /data/local/tmp/gw/log" &&
+    contains "$calls" "adb push $PKG/lumbrix $PKG/lumbrix-sim " &&
+    contains "$calls" "/lumbrix-ctl.sh /data/local/tmp/gw/" &&
+    contains "$calls" \
       "adb shell chmod 755 /data/local/tmp/gw/lumbrix /data/local/tmp/gw/lumbrix-sim /data/local/tmp/gw/lumbrix-ctl.sh" &&
     contains "$pushed/lumbrix.json" '"file": "/data/local/tmp/gw/log/aiService.log"' &&
     contains "$pushed/lumbrix.json" '"logTransmitUrl": "/data/local/tmp/gw/log/"' &&
@@ -148,12 +115,10 @@ installed() {
 check "install.sh made the directory, pushed five files with DIR and the time zone in them, chmodded" installed
 
 # ---- the packaged gateway and simulator at work
-SIM=("$QEMU" "$PKG/lumbrix-sim")
-read -r XOLT_PORT RADIO_PORT PROTOBUF_PORT APP_PORT < <("${SIM[@]}" ports free 4)
 CONFIG=$PKG/lumbrix.json
-sed -i -e "s#/data/local/tmp/lumbrix#$PKG#g" -e "s#/sdcard/lumbrix#$WORK/card#g" \
-  -e "s/25100/$XOLT_PORT/" -e "s/25101/$RADIO_PORT/" -e "s/25200/$PROTOBUF_PORT/" -e "s/25201/$APP_PORT/" \
-  -e "s/25202/0/" "$CONFIG"
+free_ports_config "${SIM[@]}" -- "$CONFIG" "$WORK/lumbrix.json" -e "s#/data/local/tmp/lumbrix#$PKG#g" \
+  -e "s#/sdcard/lumbrix#$WORK/card#g"
+mv "$WORK/lumbrix.json" "$CONFIG"
 ctl() {
   LUMBRIX_WRAPPER=$QEMU sh "$PKG/lumbrix-ctl.sh" "$@"
 }
@@ -173,19 +138,19 @@ PIDS+=($!)
 check "the packaged simulator stands in for the radio side" "${SIM[@]}" ports wait "$RADIO_PORT"
 
 SEQUENCE=500
-# app TEXTS WORDS...: one App request through the gateway and the simulated
-# radio, answered with the texts.
+# request TITLE TEXTS WORDS...: one App request through the gateway and the
+# simulated radio, answered with the texts.
 app() {
   local texts=$1
   shift
   SEQUENCE=$((SEQUENCE + 1))
-  timeout 30 "${SIM[@]}" app --config "$CONFIG" --seq "$SEQUENCE" --timeout "$STEP_TIMEOUT_MS" "$@" > "$WORK/app.out" &&
+  timeout 30 "${SIM[@]}" app --config "$CONFIG" --seq "$SEQUENCE" --timeout 5000 "$@" > "$WORK/app.out" &&
     holds "$WORK/app.out" "$texts"
 }
 request() {
   check "$1" app "${@:2}"
 }
-run_session "$(dirname "$0")/../../kit/every-family.session" request true
+run_session "$HERE/../../kit/every-family.session" request true
 reports() {
   local listener code=0
   timeout 30 "${SIM[@]}" app --config "$CONFIG" --duration 10000 --count 4 listen > "$WORK/listen.out" 2>&1 &
@@ -194,8 +159,7 @@ reports() {
   timeout 30 "${SIM[@]}" radio --config "$CONFIG" --listen 127.0.0.1:0 --reports 50 --rounds 1 > /dev/null 2>&1 ||
     code=$?
   wait "$listener" || code=$?
-  [ $code -eq 0 ] && contains "$WORK/listen.out" RC_HARDWARE_STATE_NTFY && contains "$WORK/listen.out" RC_STATE_NTFY &&
-    contains "$WORK/listen.out" RCHardwareButtonInfoNtfy && contains "$WORK/listen.out" NEST_STATUS_INFO_NTFY
+  [ $code -eq 0 ] && holds "$WORK/listen.out" "RC_HARDWARE_STATE_NTFY; RC_STATE_NTFY; RCHardwareButtonInfoNtfy; NEST_STATUS_INFO_NTFY"
 }
 check "radio reports: stick state, RC state, a key, a nest report" reports
 
@@ -208,5 +172,4 @@ stopped() {
 }
 check "lumbrix-ctl.sh status: not running, and the port is free" stopped
 
-echo "test-dist: $PASSED passed, $FAILED failed"
-[ $FAILED -eq 0 ]
+checks_passed "test-dist: "

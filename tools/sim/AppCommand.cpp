@@ -1,102 +1,115 @@
 #include "AppCommand.h"
 
+#include <google/protobuf/text_format.h>
+
+#include <algorithm>
 #include <cctype>
 #include <chrono>
-#include <limits>
-
-#include "SimArgs.h"
+#include <iterator>
+#include <sstream>
 
 using namespace quelby::protocol;
-using google::protobuf::Descriptor;
-using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
+using google::protobuf::TextFormat;
 
 namespace {
 
-struct TNestCommand {
-    const char* word;
+struct TCommand;
+using TBuild = int (*)(const TCommand& command, const std::vector<std::string>& args, TAppRequest& out,
+                       std::string& error);
+
+int buildParameter(const TCommand& command, const std::vector<std::string>& args, TAppRequest& out, std::string& error);
+
+// A request: its words, message id, body (nullptr: none) and the message id
+// of its answer (0: none comes).
+struct TCommand {
+    const char* words;
     uint32_t messageId;
-    const Message* prototype;
-    const char* meaning;
+    const Message* body;
+    uint32_t answerId;
+    const char* help;
+    // The first field defaults to now, in units of this many milliseconds,
+    // and every argument may be left out; 0: every one is needed.
+    int64_t nowUnitMs = 0;
+    const char* usage = nullptr; // nullptr: the body's field names
+    TBuild build = nullptr;      // nullptr: the arguments fill the body's fields
 };
 
-const TNestCommand s_nestCommands[] = {
-    {"cabin", NEST_CABIN_CONTROL_MSG, &NestCommand::default_instance(), "hatch (cabin) control"},
-    {"xrod", NEST_XROD_CONTROL_MSG, &NestCommand::default_instance(), "X rod control"},
-    {"yrod", NEST_YROD_CONTROL_MSG, &NestCommand::default_instance(), "Y rod control"},
-    {"zrod", NEST_ZROD_CONTROL_MSG, &NestCommand::default_instance(), "Z rod control"},
-    {"charge", NEST_CHARGE_CONTROL_MSG, &NestCommand::default_instance(), "drone charging"},
-    {"reset", NEST_RESET_MSG, &NestResetCommand::default_instance(), "system reset"},
-    {"calibration", NEST_CALIBRATION_OPERATION_MSG, &NestCalibrateOperation::default_instance(),
-     "calibration operation"},
-    {"single-calibration", NEST_SINGLE_CALIBRATION_MSG, &NestSingleCalibration::default_instance(),
-     "single component calibration"},
-    {"system-config", NEST_SYSTEM_CONFIG_MSG, &NestSystemConfig::default_instance(), "system configuration"},
-    {"turn-on-off", NEST_TURN_ON_OFF_MSG, &NestCommand::default_instance(), "drone power"},
-    {"ac", NEST_AC_CONTROL_MSG, &NestCommand::default_instance(), "air conditioner"},
-    {"scram", NEST_SCRAM_CONTROL_MSG, &NestCommand::default_instance(), "emergency stop"},
-    {"auto", NEST_AUTO_COMMAND_MSG, &NestCommand::default_instance(), "automatic task"},
-    {"motor-to-zero", NEST_MOTOR_TO_ZERO_MSG, &NestCommand::default_instance(), "motors to zero position"},
-    {"wait-time", NEST_RETURN_WAIT_TIME_MSG, &NestWaitTime::default_instance(), "return wait time"},
-    {"virtual-stick", NEST_VIRTUAL_POLE_STATUS_NTFY, &NestVirtualPoleStateNtfy::default_instance(),
-     "virtual stick positions (no answer)"},
+const Message* const NEST = &NestCommand::default_instance();
+const Message* const PARAMETER = &ParameterInt32::default_instance();
+const Message* const PARAMETERS = &DroneParamMessageRequest::default_instance();
+
+const TCommand s_commands[] = {
+    {"get-param", PARAM_GET_MSG, PARAMETERS, PARAM_GET_MSG, "PARAMETER: a ParameterType name or number", 0,
+     "gimbal-speed|rocker-mode|PARAMETER", buildParameter},
+    {"set-param", PARAM_SET_MSG, PARAMETERS, PARAM_SET_MSG,
+     "the gateway serves only the gimbal speed and the rocker mode", 0, "gimbal-speed|rocker-mode|PARAMETER VALUE",
+     buildParameter},
+    {"calibration enter", RC_ENTER_CALIBRATION_MSG, nullptr, RC_ENTER_CALIBRATION_MSG, "start the sticks' calibration"},
+    {"calibration exit", RC_EXIT_CALIBRATION_MSG, nullptr, RC_EXIT_CALIBRATION_MSG, "end it"},
+    {"hardware-state", RC_START_HARDWARE_STATE_NTFY_MSG, PARAMETER, RC_START_HARDWARE_STATE_NTFY_MSG,
+     "switch the RC's stick state upload (1 on, 0 off)"},
+    {"system-time", RC_SYSTEM_TIME_MSG, &SystemTimeInfo::default_instance(), RC_SYSTEM_TIME_MSG,
+     "RC clock (default: now, in seconds, time zone 0)", 1000},
+    {"utc-time-sync", DRONE_UTC_TIME_SYNC_NTFY, &DroneUTCTimeSync::default_instance(), 0,
+     "drone UTC time (default: now, in ms)", 1},
+    {"device-info", RC_QUERY_DEVICE_INFO_MSG, nullptr, RC_HARDWARE_BUTTON_INFO_NTFY,
+     "the RC's versions (answered under the button-event id)"},
+    {"pair", AIRLINK_START_MATCHING_MSG, nullptr, AIRLINK_START_MATCHING_MSG,
+     "start pairing (--follow MS also shows the progress reports)"},
+    {"quick-match choose", RC_QUICK_MATCH_CHOOSE_CONNECT_MSG, PARAMETER, 0, "choose a quick-match connection"},
+    {"quick-match clear-blacklist", RC_QUICK_MATCH_CLEAR_BLACKLIST_MSG, nullptr, 0, "clear the quick-match blacklist"},
+    {"nest cabin", NEST_CABIN_CONTROL_MSG, NEST, NEST_CABIN_CONTROL_MSG, "hatch (cabin) control"},
+    {"nest xrod", NEST_XROD_CONTROL_MSG, NEST, NEST_XROD_CONTROL_MSG, "X rod control"},
+    {"nest yrod", NEST_YROD_CONTROL_MSG, NEST, NEST_YROD_CONTROL_MSG, "Y rod control"},
+    {"nest zrod", NEST_ZROD_CONTROL_MSG, NEST, NEST_ZROD_CONTROL_MSG, "Z rod control"},
+    {"nest charge", NEST_CHARGE_CONTROL_MSG, NEST, NEST_CHARGE_CONTROL_MSG, "drone charging"},
+    {"nest reset", NEST_RESET_MSG, &NestResetCommand::default_instance(), NEST_RESET_MSG, "system reset"},
+    {"nest calibration", NEST_CALIBRATION_OPERATION_MSG, &NestCalibrateOperation::default_instance(),
+     NEST_CALIBRATION_OPERATION_MSG, "calibration operation"},
+    {"nest single-calibration", NEST_SINGLE_CALIBRATION_MSG, &NestSingleCalibration::default_instance(),
+     NEST_SINGLE_CALIBRATION_MSG, "single component calibration"},
+    {"nest system-config", NEST_SYSTEM_CONFIG_MSG, &NestSystemConfig::default_instance(), NEST_SINGLE_CALIBRATION_MSG,
+     "system configuration (answered under the single-calibration id)"},
+    {"nest turn-on-off", NEST_TURN_ON_OFF_MSG, NEST, NEST_TURN_ON_OFF_MSG, "drone power"},
+    {"nest ac", NEST_AC_CONTROL_MSG, NEST, NEST_AC_CONTROL_MSG, "air conditioner"},
+    {"nest scram", NEST_SCRAM_CONTROL_MSG, NEST, NEST_SCRAM_CONTROL_MSG, "emergency stop"},
+    {"nest auto", NEST_AUTO_COMMAND_MSG, NEST, NEST_AUTO_COMMAND_MSG, "automatic task"},
+    {"nest motor-to-zero", NEST_MOTOR_TO_ZERO_MSG, NEST, NEST_MOTOR_TO_ZERO_MSG, "motors to zero position"},
+    {"nest wait-time", NEST_RETURN_WAIT_TIME_MSG, &NestWaitTime::default_instance(), NEST_RETURN_WAIT_TIME_MSG,
+     "return wait time"},
+    {"nest virtual-stick", NEST_VIRTUAL_POLE_STATUS_NTFY, &NestVirtualPoleStateNtfy::default_instance(), 0,
+     "virtual stick positions"},
 };
 
-// "NESTTYPE NESTACTION": the body's fields in declaration order.
-std::string fieldUsage(const Descriptor& descriptor, bool optional)
+std::vector<std::string> split(const std::string& text)
 {
-    std::string usage;
-    for (int i = 0; i < descriptor.field_count(); ++i) {
-        std::string name = descriptor.field(i)->name();
-        for (char& c : name) {
-            c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
-        }
-        usage += optional ? " [" + name : " " + name;
-    }
-    if (optional) {
-        usage += std::string(static_cast<size_t>(descriptor.field_count()), ']');
-    }
-    return usage;
+    std::istringstream in(text);
+    return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
 }
 
-// Sets the body's integer fields, in declaration order, from args.
+// " NESTTYPE NESTACTION", or " [A [B]]" when every argument may be left out.
+std::string usageOf(const TCommand& command)
+{
+    if (command.usage != nullptr) {
+        return std::string(" ") + command.usage;
+    }
+    const int count = command.body != nullptr ? command.body->GetDescriptor()->field_count() : 0;
+    std::string usage;
+    for (int i = 0; i < count; ++i) {
+        std::string name = command.body->GetDescriptor()->field(i)->name();
+        std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return toupper(c); });
+        usage += command.nowUnitMs != 0 ? " [" + name : " " + name;
+    }
+    return usage + std::string(command.nowUnitMs != 0 ? static_cast<size_t>(count) : 0, ']');
+}
+
+// Sets field i of the body from args[i] (a text format value).
 int fillFields(Message& body, const std::vector<std::string>& args, std::string& error)
 {
-    const Descriptor* descriptor = body.GetDescriptor();
-    const google::protobuf::Reflection* reflection = body.GetReflection();
-    if (static_cast<int>(args.size()) > descriptor->field_count()) {
-        error = "too many arguments";
-        return -1;
-    }
     for (size_t i = 0; i < args.size(); ++i) {
-        const FieldDescriptor* field = descriptor->field(static_cast<int>(i));
-        int64_t value = 0;
-        bool ok = false;
-        switch (field->cpp_type()) {
-        case FieldDescriptor::CPPTYPE_INT32:
-            ok = CSimArgs::parseInt(args[i], std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max(),
-                                    value);
-            if (ok) {
-                reflection->SetInt32(&body, field, static_cast<int32_t>(value));
-            }
-            break;
-        case FieldDescriptor::CPPTYPE_INT64:
-            ok = CSimArgs::parseInt(args[i], std::numeric_limits<int64_t>::min(), std::numeric_limits<int64_t>::max(),
-                                    value);
-            if (ok) {
-                reflection->SetInt64(&body, field, value);
-            }
-            break;
-        case FieldDescriptor::CPPTYPE_UINT64:
-            ok = CSimArgs::parseInt(args[i], 0, std::numeric_limits<int64_t>::max(), value);
-            if (ok) {
-                reflection->SetUInt64(&body, field, static_cast<uint64_t>(value));
-            }
-            break;
-        default:
-            break;
-        }
-        if (!ok) {
+        const google::protobuf::FieldDescriptor* field = body.GetDescriptor()->field(static_cast<int>(i));
+        if (!TextFormat::ParseFieldValueFromString(args[i], field, &body)) {
             error = "'" + args[i] + "' is not a valid " + field->name();
             return -1;
         }
@@ -104,227 +117,103 @@ int fillFields(Message& body, const std::vector<std::string>& args, std::string&
     return 0;
 }
 
-int64_t unixMs()
+// PARAMETER [VALUE]: "gimbal-speed", "rocker-mode", or a ParameterType name
+// or number; the value is an int32 in the parameter's data.
+int buildParameter(const TCommand& command, const std::vector<std::string>& args, TAppRequest& out, std::string& error)
 {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
-        .count();
-}
-
-// "gimbal-speed", "rocker-mode", a ParameterType name or number.
-bool parseParameter(const std::string& word, ParameterType& out)
-{
-    if (word == "gimbal-speed") {
-        out = GIMBAL_PITCH_SPEED_MSG;
-        return true;
-    }
-    if (word == "rocker-mode") {
-        out = RC_ROCKER_CONTROL_MODE_MSG;
-        return true;
-    }
-    if (ParameterType_Parse(word, &out)) {
-        return true;
-    }
-    int64_t number = 0;
-    if (CSimArgs::parseInt(word, 0, std::numeric_limits<int32_t>::max(), number)) {
-        out = static_cast<ParameterType>(number);
-        return true;
-    }
-    return false;
-}
-
-int buildParameter(const std::vector<std::string>& words, bool set, TAppRequest& out, std::string& error)
-{
-    const std::string usage = set ? "usage: set-param gimbal-speed|rocker-mode|PARAMETER VALUE"
-                                  : "usage: get-param gimbal-speed|rocker-mode|PARAMETER";
-    if (words.size() != (set ? 3u : 2u)) {
+    const std::string usage = std::string("usage: ") + command.words + usageOf(command);
+    const bool set = command.messageId == PARAM_SET_MSG;
+    if (args.size() != (set ? 2u : 1u)) {
         error = usage;
         return -1;
     }
-    ParameterType parameter = PARAMETER_TYPE_UNKNOW;
-    if (!parseParameter(words[1], parameter)) {
-        error = "'" + words[1] + "' is not a parameter; " + usage;
-        return -1;
-    }
-    int64_t value = 0;
-    if (set && !CSimArgs::parseInt(words[2], std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max(),
-                                   value)) {
-        error = "'" + words[2] + "' is not a 32-bit integer value; " + usage;
-        return -1;
-    }
-    ParameterInt32 parameterValue;
-    parameterValue.set_value(static_cast<int32_t>(value));
     auto* request = new DroneParamMessageRequest();
-    DroneParamsRequest* element = request->add_params_list();
-    element->set_param_id(parameter);
-    element->set_param_type(INT32);
-    parameterValue.SerializeToString(element->mutable_data()->mutable_value());
     out.body.reset(request);
-    out.messageId = set ? PARAM_SET_MSG : PARAM_GET_MSG;
-    out.answerId = out.messageId;
-    return 0;
-}
-
-int buildNest(const std::vector<std::string>& words, TAppRequest& out, std::string& error)
-{
-    if (words.size() < 2) {
-        error = "usage: nest COMMAND ARGUMENTS (see lumbrix-sim app --help)";
+    DroneParamsRequest* param = request->add_params_list();
+    param->set_param_type(INT32);
+    const std::string name = args[0] == "gimbal-speed"  ? "GIMBAL_PITCH_SPEED_MSG"
+                             : args[0] == "rocker-mode" ? "RC_ROCKER_CONTROL_MODE_MSG"
+                                                        : args[0];
+    if (!TextFormat::ParseFieldValueFromString(name, DroneParamsRequest::descriptor()->field(0), param)) {
+        error = "'" + args[0] + "' is not a parameter; " + usage;
         return -1;
     }
-    for (const TNestCommand& command : s_nestCommands) {
-        if (words[1] != command.word) {
-            continue;
-        }
-        const Descriptor& descriptor = *command.prototype->GetDescriptor();
-        const std::string usage = std::string("usage: nest ") + command.word + fieldUsage(descriptor, false);
-        const std::vector<std::string> args(words.begin() + 2, words.end());
-        if (static_cast<int>(args.size()) != descriptor.field_count()) {
-            error = usage;
-            return -1;
-        }
-        out.body.reset(command.prototype->New());
-        if (fillFields(*out.body, args, error) != 0) {
-            error += "; " + usage;
-            return -1;
-        }
-        out.messageId = command.messageId;
-        // The nest's system-config answer comes under the single-calibration id.
-        out.answerId = command.messageId == NEST_SYSTEM_CONFIG_MSG ? static_cast<uint32_t>(NEST_SINGLE_CALIBRATION_MSG)
-                                                                   : command.messageId;
-        if (command.messageId == NEST_VIRTUAL_POLE_STATUS_NTFY) {
-            out.expectAnswer = false;
-            out.noAnswerNote = "stick positions are relayed to the nest without an answer";
-        }
-        return 0;
-    }
-    error = "'" + words[1] + "' is not a nest command (see lumbrix-sim app --help)";
-    return -1;
-}
-
-// A command whose body is filled from optional arguments over defaults.
-int buildWithDefaults(const std::vector<std::string>& words, Message* body, const std::string& usage, TAppRequest& out,
-                      std::string& error)
-{
-    out.body.reset(body);
-    const std::vector<std::string> args(words.begin() + 1, words.end());
-    if (fillFields(*body, args, error) != 0) {
-        error += "; " + usage;
+    ParameterInt32 value;
+    if (set && !TextFormat::ParseFieldValueFromString(args[1], ParameterInt32::descriptor()->field(0), &value)) {
+        error = "'" + args[1] + "' is not a 32-bit integer value; " + usage;
         return -1;
     }
+    value.SerializeToString(param->mutable_data()->mutable_value());
     return 0;
-}
-
-int buildQuickMatch(const std::vector<std::string>& words, TAppRequest& out, std::string& error)
-{
-    const char* usage = "usage: quick-match choose INDEX | quick-match clear-blacklist";
-    out.expectAnswer = false;
-    out.noAnswerNote = "the gateway forwards quick-match commands without an answer";
-    if (words.size() == 3 && words[1] == "choose") {
-        int64_t index = 0;
-        if (!CSimArgs::parseInt(words[2], std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max(),
-                                index)) {
-            error = "'" + words[2] + "' is not an index; " + usage;
-            return -1;
-        }
-        auto* body = new ParameterInt32();
-        body->set_value(static_cast<int32_t>(index));
-        out.body.reset(body);
-        out.messageId = RC_QUICK_MATCH_CHOOSE_CONNECT_MSG;
-        return 0;
-    }
-    if (words.size() == 2 && words[1] == "clear-blacklist") {
-        out.messageId = RC_QUICK_MATCH_CLEAR_BLACKLIST_MSG;
-        return 0;
-    }
-    error = usage;
-    return -1;
 }
 
 } // namespace
 
 void CAppCommand::printCommands(FILE* out)
 {
-    fprintf(out,
-            "commands (each waits for the answer that carries its sequence):\n"
-            "  get-param gimbal-speed|rocker-mode|PARAMETER\n"
-            "  set-param gimbal-speed|rocker-mode|PARAMETER VALUE\n"
-            "                       PARAMETER: a ParameterType name or number (the gateway\n"
-            "                       serves only the two named ones)\n"
-            "  calibration enter|exit\n"
-            "  hardware-state VALUE  switch the RC's stick state upload (1 on, 0 off)\n"
-            "  system-time%s\n"
-            "                       RC clock (default: now, in seconds, time zone 0)\n"
-            "  utc-time-sync%s\n"
-            "                       drone UTC time (default: now, in ms); no answer\n"
-            "  device-info          the RC's versions\n"
-            "  pair                 start pairing (--follow MS also shows the progress reports)\n"
-            "  quick-match choose INDEX | quick-match clear-blacklist   no answer\n",
-            fieldUsage(*SystemTimeInfo::descriptor(), true).c_str(),
-            fieldUsage(*DroneUTCTimeSync::descriptor(), true).c_str());
-    for (const TNestCommand& command : s_nestCommands) {
-        const std::string words =
-            std::string("nest ") + command.word + fieldUsage(*command.prototype->GetDescriptor(), false);
-        fprintf(out, "  %s\n                       %s\n", words.c_str(), command.meaning);
+    fprintf(out, "commands (each waits for the answer that carries its sequence, unless none comes):\n");
+    for (const TCommand& command : s_commands) {
+        const std::string words = command.words + usageOf(command);
+        fprintf(out, "  %-20s%s %s%s\n", words.c_str(), words.size() > 20 ? "\n                      " : "",
+                command.help, command.answerId == 0 ? "; no answer" : "");
     }
-    fprintf(out, "  listen               print every message from the gateway (--duration, --count)\n");
+    fprintf(out, "  %-20s print every message from the gateway (--duration, --count)\n", "listen");
 }
 
 int CAppCommand::build(const std::vector<std::string>& words, TAppRequest& out, std::string& error)
 {
-    const std::string& command = words.front();
-    if (command == "get-param" || command == "set-param") {
-        return buildParameter(words, command == "set-param", out, error);
-    }
-    if (command == "nest") {
-        return buildNest(words, out, error);
-    }
-    if (command == "quick-match") {
-        return buildQuickMatch(words, out, error);
-    }
-    if (command == "calibration") {
-        if (words.size() != 2 || (words[1] != "enter" && words[1] != "exit")) {
-            error = "usage: calibration enter|exit";
+    bool known = false; // the first word begins a command
+    for (const TCommand& command : s_commands) {
+        const std::vector<std::string> own = split(command.words);
+        known = known || own.front() == words.front();
+        if (words.size() < own.size() || !std::equal(own.begin(), own.end(), words.begin())) {
+            continue;
+        }
+        const std::vector<std::string> args(words.begin() + static_cast<long>(own.size()), words.end());
+        out.messageId = command.messageId;
+        out.answerId = command.answerId;
+        if (command.build != nullptr) {
+            return command.build(command, args, out, error);
+        }
+        const std::string usage = std::string("usage: ") + command.words + usageOf(command);
+        const size_t fields =
+            command.body != nullptr ? static_cast<size_t>(command.body->GetDescriptor()->field_count()) : 0;
+        if (args.size() > fields || (command.nowUnitMs == 0 && args.size() != fields)) {
+            error = usage;
             return -1;
         }
-        out.messageId = words[1] == "enter" ? RC_ENTER_CALIBRATION_MSG : RC_EXIT_CALIBRATION_MSG;
-        out.answerId = out.messageId;
+        if (command.body == nullptr) {
+            return 0;
+        }
+        out.body.reset(command.body->New());
+        if (command.nowUnitMs != 0) {
+            const auto now = std::chrono::system_clock::now().time_since_epoch();
+            const int64_t nowMs = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+            TextFormat::ParseFieldValueFromString(std::to_string(nowMs / command.nowUnitMs),
+                                                  out.body->GetDescriptor()->field(0), out.body.get());
+        }
+        if (fillFields(*out.body, args, error) != 0) {
+            error += "; " + usage;
+            return -1;
+        }
         return 0;
     }
-    if (command == "hardware-state") {
-        out.messageId = RC_START_HARDWARE_STATE_NTFY_MSG;
-        out.answerId = out.messageId;
-        if (words.size() != 2) {
-            error = "usage: hardware-state VALUE";
-            return -1;
-        }
-        return buildWithDefaults(words, new ParameterInt32(), "usage: hardware-state VALUE", out, error);
+    if (!known) {
+        error = "unknown command '" + words.front() + "' (see lumbrix-sim app --help)";
+    } else if (words.size() == 1) {
+        error = "usage: " + words.front() + " COMMAND ... (see lumbrix-sim app --help)";
+    } else {
+        error = "'" + words[1] + "' is not a " + words.front() + " command (see lumbrix-sim app --help)";
     }
-    if (command == "system-time") {
-        auto* body = new SystemTimeInfo();
-        body->set_utctimeinterval(unixMs() / 1000);
-        out.messageId = RC_SYSTEM_TIME_MSG;
-        out.answerId = out.messageId;
-        return buildWithDefaults(words, body, "usage: system-time" + fieldUsage(*body->GetDescriptor(), true), out,
-                                 error);
-    }
-    if (command == "utc-time-sync") {
-        auto* body = new DroneUTCTimeSync();
-        body->set_gps_time(static_cast<uint64_t>(unixMs()));
-        out.messageId = DRONE_UTC_TIME_SYNC_NTFY;
-        out.expectAnswer = false;
-        out.noAnswerNote = "the drone's UTC time is forwarded without an answer";
-        return buildWithDefaults(words, body, "usage: utc-time-sync" + fieldUsage(*body->GetDescriptor(), true), out,
-                                 error);
-    }
-    if (command == "device-info" || command == "pair") {
-        if (words.size() != 1) {
-            error = "usage: " + command + " (no arguments)";
-            return -1;
-        }
-        out.messageId = command == "pair" ? AIRLINK_START_MATCHING_MSG : RC_QUERY_DEVICE_INFO_MSG;
-        // The device-info answer comes under the button-event id.
-        out.answerId = command == "pair" ? AIRLINK_START_MATCHING_MSG : RC_HARDWARE_BUTTON_INFO_NTFY;
-        return 0;
-    }
-    error = "unknown command '" + command + "' (see lumbrix-sim app --help)";
     return -1;
+}
+
+const Message* CAppCommand::requestBody(uint32_t messageId)
+{
+    for (const TCommand& command : s_commands) {
+        if (command.messageId == messageId) {
+            return command.body;
+        }
+    }
+    return nullptr;
 }

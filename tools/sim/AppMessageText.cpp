@@ -3,7 +3,8 @@
 #include <google/protobuf/text_format.h>
 
 #include <memory>
-#include <sstream>
+
+#include "AppCommand.h"
 
 using namespace quelby::protocol;
 using google::protobuf::Message;
@@ -13,32 +14,6 @@ namespace {
 struct TBodyType {
     uint32_t messageId;
     const Message* prototype;
-};
-
-// Bodies of App requests and notifications to the radio side.
-const TBodyType s_requestBodies[] = {
-    {PARAM_GET_MSG, &DroneParamMessageRequest::default_instance()},
-    {PARAM_SET_MSG, &DroneParamMessageRequest::default_instance()},
-    {RC_START_HARDWARE_STATE_NTFY_MSG, &ParameterInt32::default_instance()},
-    {RC_QUICK_MATCH_CHOOSE_CONNECT_MSG, &ParameterInt32::default_instance()},
-    {RC_SYSTEM_TIME_MSG, &SystemTimeInfo::default_instance()},
-    {DRONE_UTC_TIME_SYNC_NTFY, &DroneUTCTimeSync::default_instance()},
-    {NEST_CABIN_CONTROL_MSG, &NestCommand::default_instance()},
-    {NEST_XROD_CONTROL_MSG, &NestCommand::default_instance()},
-    {NEST_YROD_CONTROL_MSG, &NestCommand::default_instance()},
-    {NEST_ZROD_CONTROL_MSG, &NestCommand::default_instance()},
-    {NEST_CHARGE_CONTROL_MSG, &NestCommand::default_instance()},
-    {NEST_RESET_MSG, &NestResetCommand::default_instance()},
-    {NEST_CALIBRATION_OPERATION_MSG, &NestCalibrateOperation::default_instance()},
-    {NEST_SINGLE_CALIBRATION_MSG, &NestSingleCalibration::default_instance()},
-    {NEST_SYSTEM_CONFIG_MSG, &NestSystemConfig::default_instance()},
-    {NEST_TURN_ON_OFF_MSG, &NestCommand::default_instance()},
-    {NEST_AC_CONTROL_MSG, &NestCommand::default_instance()},
-    {NEST_SCRAM_CONTROL_MSG, &NestCommand::default_instance()},
-    {NEST_AUTO_COMMAND_MSG, &NestCommand::default_instance()},
-    {NEST_MOTOR_TO_ZERO_MSG, &NestCommand::default_instance()},
-    {NEST_RETURN_WAIT_TIME_MSG, &NestWaitTime::default_instance()},
-    {NEST_VIRTUAL_POLE_STATUS_NTFY, &NestVirtualPoleStateNtfy::default_instance()},
 };
 
 // Bodies of reports and events from the gateway (no RspMessage around them).
@@ -78,37 +53,26 @@ const Message* find(const TBodyType (&table)[N], uint32_t messageId)
     return nullptr;
 }
 
-void appendBlock(std::string& out, const std::string& label, const Message& message)
+// Parses bytes as prototype's type and appends it as "  LABEL {" ... "  }"
+// (a line about the bytes when they do not parse); the message, or null.
+std::unique_ptr<Message> appendParsed(std::string& out, const std::string& label, const Message* prototype,
+                                      const std::string& bytes)
 {
+    if (prototype == nullptr) {
+        out += "  body: " + std::to_string(bytes.size()) + " bytes\n";
+        return nullptr;
+    }
+    std::unique_ptr<Message> message(prototype->New());
+    if (!message->ParseFromString(bytes)) {
+        out += "  " + label + ": " + std::to_string(bytes.size()) + " bytes that are not a " +
+               prototype->GetDescriptor()->name() + "\n";
+        return nullptr;
+    }
     google::protobuf::TextFormat::Printer printer;
     printer.SetInitialIndentLevel(2);
     std::string text;
-    printer.PrintToString(message, &text);
+    printer.PrintToString(*message, &text);
     out += "  " + label + " {\n" + text + "  }\n";
-}
-
-// The header on one line: it is short and the same in every message.
-void appendHead(std::string& out, const CommonHead& head)
-{
-    google::protobuf::TextFormat::Printer printer;
-    printer.SetSingleLineMode(true);
-    std::string text;
-    printer.PrintToString(head, &text);
-    out += "  head_data { " + text + "}\n";
-}
-
-// Parses bytes as prototype's type and appends it; a line about the bytes
-// when they do not parse.
-std::unique_ptr<Message> appendParsed(std::string& out, const std::string& label, const Message& prototype,
-                                      const std::string& bytes)
-{
-    std::unique_ptr<Message> message(prototype.New());
-    if (!message->ParseFromString(bytes)) {
-        out += "  " + label + ": " + std::to_string(bytes.size()) + " bytes that are not a " +
-               prototype.GetDescriptor()->name() + "\n";
-        return nullptr;
-    }
-    appendBlock(out, label, *message);
     return message;
 }
 
@@ -123,63 +87,52 @@ std::string CAppMessageText::messageName(uint32_t messageId)
 std::string CAppMessageText::summary(const QuelbyMessage& envelope)
 {
     const CommonHead& head = envelope.head_data();
-    std::ostringstream out;
-    out << "message_id " << messageName(static_cast<uint32_t>(head.message_id())) << " ("
-        << static_cast<uint32_t>(head.message_id()) << "), head_type " << head.head_type() << ", sequence "
-        << head.message_sequence();
-    return out.str();
+    const uint32_t id = static_cast<uint32_t>(head.message_id());
+    return "message_id " + messageName(id) + " (" + std::to_string(id) + "), head_type " +
+           std::to_string(head.head_type()) + ", sequence " + std::to_string(head.message_sequence());
 }
 
 std::string CAppMessageText::describe(const QuelbyMessage& envelope, bool request)
 {
+    // The header on one line: it is short and the same in every message.
+    google::protobuf::TextFormat::Printer printer;
+    printer.SetSingleLineMode(true);
     std::string out;
-    appendHead(out, envelope.head_data());
-    const uint32_t messageId = static_cast<uint32_t>(envelope.head_data().message_id());
+    printer.PrintToString(envelope.head_data(), &out);
+    out = "  head_data { " + out + "}\n";
     if (!envelope.has_data()) {
-        out += "  (no body)\n";
-        return out;
+        return out + "  (no body)\n";
     }
+    const uint32_t id = static_cast<uint32_t>(envelope.head_data().message_id());
     const std::string& body = envelope.data().value();
-
-    if (request) {
-        const Message* prototype = find(s_requestBodies, messageId);
-        if (prototype == nullptr) {
-            out += "  body: " + std::to_string(body.size()) + " bytes\n";
-            return out;
-        }
-        std::unique_ptr<Message> decoded = appendParsed(out, prototype->GetDescriptor()->name(), *prototype, body);
-        const auto* params = dynamic_cast<const DroneParamMessageRequest*>(decoded.get());
-        for (int i = 0; params != nullptr && i < params->params_list_size(); ++i) {
-            appendParsed(out, "params_list[" + std::to_string(i) + "].data.value ParameterInt32",
-                         ParameterInt32::default_instance(), params->params_list(i).data().value());
-        }
+    if (!request && envelope.head_data().head_type() != HEAD_TYPE_RESPONSE) {
+        const Message* prototype = find(s_reportBodies, id);
+        appendParsed(out, prototype != nullptr ? prototype->GetDescriptor()->name() : "", prototype, body);
         return out;
     }
-
-    if (envelope.head_data().head_type() == HEAD_TYPE_RESPONSE) {
-        std::unique_ptr<Message> decoded = appendParsed(out, "RspMessage", RspMessage::default_instance(), body);
-        const auto* rsp = dynamic_cast<const RspMessage*>(decoded.get());
-        const Message* inner = find(s_answerData, messageId);
-        if (rsp == nullptr || rsp->data().empty() || inner == nullptr) {
-            return out;
+    // A request, or an answer's RspMessage and the data it carries; then the
+    // parameter values a parameter message carries in its own bytes.
+    const Message* prototype = request ? CAppCommand::requestBody(id) : &RspMessage::default_instance();
+    std::unique_ptr<Message> decoded =
+        appendParsed(out, prototype != nullptr ? prototype->GetDescriptor()->name() : "", prototype, body);
+    const auto* rsp = dynamic_cast<const RspMessage*>(decoded.get());
+    const Message* inner = find(s_answerData, id);
+    if (rsp != nullptr && !rsp->data().empty() && inner != nullptr) {
+        decoded = appendParsed(out, "RspMessage.data " + inner->GetDescriptor()->name(), inner, rsp->data());
+    }
+    if (const auto* params = dynamic_cast<const DroneParamMessageRequest*>(decoded.get())) {
+        for (int i = 0; i < params->params_list_size(); ++i) {
+            appendParsed(out, "params_list[" + std::to_string(i) + "].data.value ParameterInt32",
+                         &ParameterInt32::default_instance(), params->params_list(i).data().value());
         }
-        std::unique_ptr<Message> data =
-            appendParsed(out, "RspMessage.data " + inner->GetDescriptor()->name(), *inner, rsp->data());
-        const auto* params = dynamic_cast<const DroneParamMessageResponse*>(data.get());
-        for (int i = 0; params != nullptr && i < params->params_list_size(); ++i) {
+    }
+    if (const auto* params = dynamic_cast<const DroneParamMessageResponse*>(decoded.get())) {
+        for (int i = 0; i < params->params_list_size(); ++i) {
             if (!params->params_list(i).data().empty()) {
                 appendParsed(out, "params_list[" + std::to_string(i) + "].data ParameterInt32",
-                             ParameterInt32::default_instance(), params->params_list(i).data());
+                             &ParameterInt32::default_instance(), params->params_list(i).data());
             }
         }
-        return out;
     }
-
-    const Message* prototype = find(s_reportBodies, messageId);
-    if (prototype == nullptr) {
-        out += "  body: " + std::to_string(body.size()) + " bytes\n";
-        return out;
-    }
-    appendParsed(out, prototype->GetDescriptor()->name(), *prototype, body);
     return out;
 }

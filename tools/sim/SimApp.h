@@ -2,7 +2,6 @@
 #define LUMBRIX_SIM_APP_H
 
 #include <cstdint>
-#include <cstdio>
 #include <netinet/in.h>
 
 #include "common/util/PcapWriter.h"
@@ -20,24 +19,19 @@ struct TAppRequest;
 // Owns its socket.
 class CSimApp {
 public:
-    static void printHelp(FILE* out);
     // Runs the mode with the words after "app"; returns the exit code.
     int run(int argc, char** argv);
 
 private:
-    int configure(CSimArgs& args);
-    int sendRequest(const TAppRequest& request);
-    // Prints every envelope that arrives until the deadline or the count.
+    int sendRequest(const TAppRequest& request, const CSimArgs& args);
+    // Prints every envelope that arrives for durationMs or until count came.
     int listen(int64_t durationMs, int64_t count);
-    bool receiveEnvelope(int timeoutMs, quelby::protocol::QuelbyMessage& out);
+    // The next envelope from the gateway; false when none came by deadlineMs.
+    bool receiveEnvelope(int64_t deadlineMs, quelby::protocol::QuelbyMessage& out);
 
     CUdpPeer m_socket;
     CPcapWriter m_capture;
     sockaddr_in m_gateway{};
-    int64_t m_iSequence = 0;
-    int64_t m_iTimeoutMs = 0;
-    int64_t m_iFollowMs = 0;
-    int64_t m_iHeadType = 0;
 };
 
 #endif

@@ -1,71 +1,95 @@
 #include "SimArgs.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 
-CSimArgs::CSimArgs(std::set<std::string> valueOptions, std::set<std::string> switches)
-    : m_setValueOptions(std::move(valueOptions)), m_setSwitches(std::move(switches))
+CSimArgs::CSimArgs(const char* mode, const char* usage, const char* about, std::vector<TSimOption> options)
+    : m_strMode(mode), m_szUsage(usage), m_szAbout(about), m_vecOptions(std::move(options))
 {
-    m_setSwitches.insert("help");
+    m_vecOptions.push_back({"help", nullptr, "this text"});
 }
 
 int CSimArgs::parse(int argc, char** argv)
 {
     for (int i = 0; i < argc; ++i) {
         const std::string word = argv[i];
-        if (word == "-h") {
-            m_mapValues["help"] = "";
-            continue;
-        }
-        if (word.compare(0, 2, "--") != 0 || word.size() == 2) {
+        if (word != "-h" && (word.compare(0, 2, "--") != 0 || word.size() == 2)) {
             m_vecPositionals.push_back(word);
             continue;
         }
-        std::string name = word.substr(2);
-        std::string value;
+        std::string name = word == "-h" ? "help" : word.substr(2);
         const size_t eq = name.find('=');
-        const bool inlineValue = eq != std::string::npos;
-        if (inlineValue) {
-            value = name.substr(eq + 1);
-            name.resize(eq);
+        std::string value = eq == std::string::npos ? "" : name.substr(eq + 1);
+        name.resize(std::min(eq, name.size()));
+        const TSimOption* option = find(name);
+        if (option == nullptr || (option->value == nullptr && eq != std::string::npos)) {
+            return fail("unknown option '" + word + "' (see lumbrix-sim " + m_strMode + " --help)");
         }
-        if (m_setSwitches.count(name) != 0 && !inlineValue) {
-            m_mapValues[name] = "";
-        } else if (m_setValueOptions.count(name) != 0) {
-            if (!inlineValue) {
-                if (i + 1 >= argc) {
-                    m_strError = "option --" + name + " needs a value";
-                    return -1;
-                }
-                value = argv[++i];
+        if (option->value != nullptr && eq == std::string::npos) {
+            if (i + 1 >= argc) {
+                return fail("option --" + name + " needs a value (see lumbrix-sim " + m_strMode + " --help)");
             }
-            m_mapValues[name] = value;
-        } else {
-            m_strError = "unknown option '" + word + "'";
-            return -1;
+            value = argv[++i];
         }
+        int64_t number = 0;
+        if (option->min < option->max && !parseInt(value, option->min, option->max, number)) {
+            return fail("option --" + name + ": '" + value + "' is not a whole number from " +
+                        std::to_string(option->min) + " to " + std::to_string(option->max));
+        }
+        m_mapValues[name] = value;
     }
-    return 0;
-}
-
-std::string CSimArgs::value(const std::string& name, const std::string& fallback) const
-{
-    auto it = m_mapValues.find(name);
-    return it == m_mapValues.end() ? fallback : it->second;
-}
-
-int CSimArgs::intValue(const std::string& name, int64_t min, int64_t max, int64_t fallback, int64_t& out)
-{
-    out = fallback;
-    if (!has(name)) {
+    if (has("help")) {
+        printHelp(stdout);
         return 0;
     }
-    if (!parseInt(value(name), min, max, out)) {
-        m_strError = "option --" + name + ": '" + value(name) + "' is not a whole number from " + std::to_string(min) +
-                     " to " + std::to_string(max);
-        return -1;
+    return -1;
+}
+
+void CSimArgs::printHelp(FILE* out) const
+{
+    fprintf(out, "usage: lumbrix-sim %s %s\n\n%s\noptions:\n", m_strMode.c_str(), m_szUsage, m_szAbout);
+    for (const TSimOption& option : m_vecOptions) {
+        const std::string words = std::string(option.name) + (option.value != nullptr ? " " : "") +
+                                  (option.value != nullptr ? option.value : "");
+        std::string help = option.help;
+        for (size_t at = help.find('\n'); at != std::string::npos; at = help.find('\n', at + 1)) {
+            help.insert(at + 1, 27, ' ');
+        }
+        fprintf(out, "  --%-22s %s\n", words.c_str(), help.c_str());
     }
-    return 0;
+}
+
+int CSimArgs::fail(const std::string& text) const
+{
+    fprintf(stderr, "lumbrix-sim %s: %s\n", m_strMode.c_str(), text.c_str());
+    return 2;
+}
+
+std::string CSimArgs::value(const std::string& name) const
+{
+    auto it = m_mapValues.find(name);
+    return it == m_mapValues.end() ? "" : it->second;
+}
+
+int64_t CSimArgs::integer(const std::string& name) const
+{
+    const TSimOption* option = find(name);
+    int64_t number = option->fallback;
+    if (has(name)) {
+        parseInt(value(name), option->min, option->max, number);
+    }
+    return number;
+}
+
+const TSimOption* CSimArgs::find(const std::string& name) const
+{
+    for (const TSimOption& option : m_vecOptions) {
+        if (name == option.name) {
+            return &option;
+        }
+    }
+    return nullptr;
 }
 
 bool CSimArgs::parseInt(const std::string& text, int64_t min, int64_t max, int64_t& out)

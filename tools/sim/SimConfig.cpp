@@ -1,36 +1,32 @@
 #include "SimConfig.h"
 
 #include "dataAccess/client/ClientBase.h"
-#include "common/core/KsLog.h"
+#include "common/util/PcapWriter.h"
 #include "framework/LumbrixConfig.h"
 #include "SimArgs.h"
 #include "kit/UdpPeer.h"
 
 namespace {
 
-// config/lumbrix.json
-const char* const DEFAULT_RADIO_LISTEN = "127.0.0.1:25101";
-const char* const DEFAULT_RADIO_GATEWAY = "127.0.0.1:25100";
-const char* const DEFAULT_APP_LISTEN = "127.0.0.1:25201";
-const char* const DEFAULT_APP_GATEWAY = "127.0.0.1:25200";
+// config/lumbrix.json: per side, where the gateway's client sends and the
+// gateway's service.
+const char* const DEFAULTS[][2] = {{"127.0.0.1:25101", "127.0.0.1:25100"}, {"127.0.0.1:25201", "127.0.0.1:25200"}};
 
 int readConfig(const std::string& path, CSimConfig::ESide side, std::string& listen, std::string& gateway,
                std::string& error)
 {
-    // The loader reports through the gateway's logger; the simulator says
-    // what went wrong itself.
-    const int level = CKsLog::getLogLevel();
-    CKsLog::setLogLevel(-1);
+    // The loader reports through the gateway's logger, which the simulator
+    // keeps silent: it says what went wrong itself.
     CLumbrixConfig config;
-    const int ret = config.loadConfig(path);
-    CKsLog::setLogLevel(level);
-    if (ret != 0) {
+    if (config.loadConfig(path) != 0) {
         error = "cannot read the gateway configuration '" + path + "'";
         return -1;
     }
     const bool radio = side == CSimConfig::E_SIDE_RADIO;
     const char* protocol = radio ? "xolt" : "protobuf";
     const int serviceId = radio ? E_SERVICE_ID_RC_PROCESSOR : E_SERVICE_ID_APP;
+    listen.clear();
+    gateway.clear();
     for (const CServiceEntityInfo& service : config.getServiceEntityInfo()) {
         if (service.m_strProtocolType == protocol) {
             gateway = service.m_strListenIP + ":" + std::to_string(service.m_iListenPort);
@@ -49,44 +45,47 @@ int readConfig(const std::string& path, CSimConfig::ESide side, std::string& lis
     return 0;
 }
 
+// "what address: reason" in error when text is not an address.
+bool parseAddress(const std::string& text, const char* what, sockaddr_in& out, std::string& error)
+{
+    if (!CUdpPeer::parseAddress(text, out, error)) {
+        error = std::string(what) + " address: " + error;
+        return false;
+    }
+    return true;
+}
+
 } // namespace
 
-int CSimConfig::resolve(const CSimArgs& args, ESide side, sockaddr_in& listen, sockaddr_in& gateway, std::string& error)
+int CSimConfig::addresses(const std::string& configPath, ESide side, sockaddr_in& listen, sockaddr_in& gateway,
+                          std::string& error)
 {
-    if (addresses(args.value("config"), side, listen, gateway, error) != 0) {
-        return -1;
-    }
-    if (args.has("listen") && !CUdpPeer::parseAddress(args.value("listen"), listen, error)) {
-        error = "listen address: " + error;
-        return -1;
-    }
-    if (args.has("gateway") && !CUdpPeer::parseAddress(args.value("gateway"), gateway, error)) {
-        error = "gateway address: " + error;
+    std::string listenText = DEFAULTS[side][0];
+    std::string gatewayText = DEFAULTS[side][1];
+    if ((!configPath.empty() && readConfig(configPath, side, listenText, gatewayText, error) != 0) ||
+        !parseAddress(listenText, "listen", listen, error) || !parseAddress(gatewayText, "gateway", gateway, error)) {
         return -1;
     }
     return 0;
 }
 
-int CSimConfig::addresses(const std::string& configPath, ESide side, sockaddr_in& listen, sockaddr_in& gateway,
-                          std::string& error)
+int CSimConfig::open(const CSimArgs& args, ESide side, CUdpPeer& socket, CPcapWriter& capture, sockaddr_in& gateway)
 {
-    const bool radio = side == E_SIDE_RADIO;
-    std::string listenText = radio ? DEFAULT_RADIO_LISTEN : DEFAULT_APP_LISTEN;
-    std::string gatewayText = radio ? DEFAULT_RADIO_GATEWAY : DEFAULT_APP_GATEWAY;
-    if (!configPath.empty()) {
-        listenText.clear();
-        gatewayText.clear();
-        if (readConfig(configPath, side, listenText, gatewayText, error) != 0) {
-            return -1;
-        }
+    sockaddr_in listen{};
+    std::string error;
+    if (addresses(args.value("config"), side, listen, gateway, error) != 0 ||
+        (args.has("listen") && !parseAddress(args.value("listen"), "listen", listen, error)) ||
+        (args.has("gateway") && !parseAddress(args.value("gateway"), "gateway", gateway, error))) {
+        return args.fail(error);
     }
-    if (!CUdpPeer::parseAddress(listenText, listen, error)) {
-        error = "listen address: " + error;
-        return -1;
+    if (args.has("pcap") && capture.open(args.value("pcap")) != 0) {
+        return args.fail("cannot write the capture file '" + args.value("pcap") + "'");
     }
-    if (!CUdpPeer::parseAddress(gatewayText, gateway, error)) {
-        error = "gateway address: " + error;
-        return -1;
+    if (socket.bind(listen, error) != 0) {
+        return args.fail(error + " (is another simulator listening there?)");
+    }
+    if (capture.isOpen()) {
+        socket.setTap([&capture](const auto&... datagram) { capture.record(datagram...); });
     }
     return 0;
 }

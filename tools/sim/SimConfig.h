@@ -4,7 +4,9 @@
 #include <netinet/in.h>
 #include <string>
 
+class CPcapWriter;
 class CSimArgs;
+class CUdpPeer;
 
 // Where a simulator listens and where it sends. Defaults are those of
 // config/lumbrix.json; --config takes them from a gateway configuration file
@@ -15,15 +17,19 @@ public:
     enum ESide {
         E_SIDE_RADIO, // listens as the "transmit" client's peer, sends to the "xolt" service
         E_SIDE_APP,   // listens as the "app" client's peer, sends to the "protobuf" service
+        E_SIDES,
     };
 
-    // 0, or -1 with the reason in error.
-    static int resolve(const CSimArgs& args, ESide side, sockaddr_in& listen, sockaddr_in& gateway, std::string& error);
     // The two addresses of one side in the gateway configuration file
     // configPath, or the defaults when configPath is empty. 0, or -1 with
     // the reason in error.
     static int addresses(const std::string& configPath, ESide side, sockaddr_in& listen, sockaddr_in& gateway,
                          std::string& error);
+    // A simulator's end of the link: socket bound where the side listens,
+    // every datagram in and out also recorded into capture with --pcap, and
+    // where the gateway is. 0, or the exit code of a bad command line after
+    // saying what is wrong.
+    static int open(const CSimArgs& args, ESide side, CUdpPeer& socket, CPcapWriter& capture, sockaddr_in& gateway);
 };
 
 #endif

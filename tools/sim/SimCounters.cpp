@@ -32,30 +32,21 @@ bool lineTime(const std::string& line, std::string& text, double& seconds)
 
 } // namespace
 
-void CSimCounters::printHelp(FILE* out)
-{
-    fprintf(out, "usage: lumbrix-sim counters LOG...\n"
-                 "\n"
-                 "Turns the counter lines of gateway logs (the \"stats\" object of the\n"
-                 "configuration) into tables: for each service and client a row per\n"
-                 "interval with every counter's change per second, then the pending\n"
-                 "requests and the recording as logged. Give rotated logs oldest first\n"
-                 "(aiService.log.2 aiService.log.1 aiService.log); - reads standard input.\n");
-}
-
 int CSimCounters::run(int argc, char** argv)
 {
-    CSimArgs args({}, {});
-    if (args.parse(argc, argv) != 0) {
-        fprintf(stderr, "lumbrix-sim counters: %s\n", args.error().c_str());
-        return 2;
-    }
-    if (args.has("help")) {
-        printHelp(stdout);
-        return 0;
+    CSimArgs args("counters", "LOG...",
+                  "Turns the counter lines of gateway logs (the \"stats\" object of the\n"
+                  "configuration) into tables: for each service and client a row per\n"
+                  "interval with every counter's change per second, then the pending\n"
+                  "requests and the recording as logged. Give rotated logs oldest first\n"
+                  "(aiService.log.2 aiService.log.1 aiService.log); - reads standard input.\n",
+                  {});
+    const int done = args.parse(argc, argv);
+    if (done >= 0) {
+        return done;
     }
     if (args.positionals().empty()) {
-        printHelp(stderr);
+        args.printHelp(stderr);
         return 2;
     }
     for (const std::string& path : args.positionals()) {
@@ -65,8 +56,7 @@ int CSimCounters::run(int argc, char** argv)
         }
         std::ifstream in(path);
         if (!in) {
-            fprintf(stderr, "lumbrix-sim counters: cannot read %s\n", path.c_str());
-            return 2;
+            return args.fail("cannot read " + path);
         }
         read(in);
     }
@@ -82,32 +72,40 @@ void CSimCounters::read(std::istream& in)
 {
     static const std::string tag = " Counters ";
     for (std::string line; std::getline(in, line);) {
-        TSample sample;
+        // The name may hold an address with a colon: it ends at the colon
+        // followed by a blank, or at the colon that ends a line without
+        // values.
         const size_t at = line.find(tag);
-        const size_t colon = at == std::string::npos ? at : line.find(':', line.find(' ', at + tag.size()));
-        if (colon == std::string::npos || !lineTime(line, sample.time, sample.seconds)) {
+        size_t end = at == std::string::npos ? at : line.find(": ", at);
+        if (at != std::string::npos && end == std::string::npos && line.back() == ':') {
+            end = line.size() - 1;
+        }
+        TSample sample;
+        if (end == std::string::npos || !lineTime(line, sample.time, sample.seconds)) {
             continue;
         }
-        // The name may hold an address with a colon: its last word ends at
-        // the colon followed by a blank.
-        const size_t end = line.find(": ", at + tag.size());
-        const std::string name =
-            line.substr(at + tag.size(), (end == std::string::npos ? colon : end) - at - tag.size());
-        std::istringstream words(line.substr(end == std::string::npos ? colon + 1 : end + 2));
-        for (std::string word; words >> word;) {
-            const size_t eq = word.find('=');
-            char* end = nullptr;
-            const double value = eq == std::string::npos ? 0 : strtod(word.c_str() + eq + 1, &end);
-            if (eq != std::string::npos && end != word.c_str() + eq + 1) {
-                sample.values.push_back({word.substr(0, eq), value}); // "-": not known
-            }
-        }
-        if (m_mapSeries.count(name) == 0) {
+        const std::string name = line.substr(at + tag.size(), end - at - tag.size());
+        TSeries& series = m_mapSeries[name];
+        if (series.samples.empty()) {
             m_vecOrder.push_back(name);
-            m_mapSeries[name].rates =
+            series.rates =
                 name.rfind("service ", 0) == 0 || name.rfind("client ", 0) == 0 || name.rfind("recording ", 0) == 0;
         }
-        m_mapSeries[name].samples.push_back(sample);
+        std::istringstream words(line.substr(end + 1));
+        for (std::string word; words >> word;) {
+            const size_t eq = word.find('=');
+            char* number = nullptr;
+            const double value = eq == std::string::npos ? 0 : strtod(word.c_str() + eq + 1, &number);
+            if (eq == std::string::npos || number == word.c_str() + eq + 1) {
+                continue; // not a counter, or "-": not known
+            }
+            const std::string key = word.substr(0, eq);
+            sample.values[key] = value;
+            if (std::find(series.keys.begin(), series.keys.end(), key) == series.keys.end()) {
+                series.keys.push_back(key);
+            }
+        }
+        series.samples.push_back(sample);
     }
 }
 
@@ -115,17 +113,8 @@ void CSimCounters::print(FILE* out) const
 {
     for (const std::string& name : m_vecOrder) {
         const TSeries& series = m_mapSeries.at(name);
-        // The columns: every key the lines had, in first-seen order.
-        std::vector<std::string> keys;
-        for (const TSample& s : series.samples) {
-            for (const auto& kv : s.values) {
-                if (std::find(keys.begin(), keys.end(), kv.first) == keys.end()) {
-                    keys.push_back(kv.first);
-                }
-            }
-        }
         fprintf(out, "%s%s\n%-23s", name.c_str(), series.rates ? " (per second)" : "", "time");
-        for (const std::string& key : keys) {
+        for (const std::string& key : series.keys) {
             fprintf(out, " %*s", static_cast<int>(std::max<size_t>(key.size(), 9)), key.c_str());
         }
         fprintf(out, "\n");
@@ -133,17 +122,13 @@ void CSimCounters::print(FILE* out) const
             const TSample& s = series.samples[i];
             const TSample* before = series.rates ? &series.samples[i - 1] : nullptr;
             const double dt = before != nullptr ? s.seconds - before->seconds : 0;
-            fprintf(out, "%-23s%s", s.time.c_str(), keys.empty() ? " none" : "");
-            for (const std::string& key : keys) {
-                auto find = [&key](const TSample& x) {
-                    for (const auto& kv : x.values) {
-                        if (kv.first == key) {
-                            return kv.second;
-                        }
-                    }
-                    return -1.0;
+            fprintf(out, "%-23s%s", s.time.c_str(), series.keys.empty() ? " none" : "");
+            for (const std::string& key : series.keys) {
+                auto valueOf = [&key](const TSample& sample) {
+                    auto it = sample.values.find(key);
+                    return it == sample.values.end() ? -1.0 : it->second;
                 };
-                const double now = find(s), then = before != nullptr ? find(*before) : 0;
+                const double now = valueOf(s), then = before != nullptr ? valueOf(*before) : 0;
                 const int width = static_cast<int>(std::max<size_t>(key.size(), 9));
                 if (now < 0 || (before != nullptr && (then < 0 || now < then || dt <= 0))) {
                     // Missing, or the gateway started again in between.

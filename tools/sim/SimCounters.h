@@ -14,7 +14,6 @@
 // their backups, oldest first, as given) or standard input ("-").
 class CSimCounters {
 public:
-    static void printHelp(FILE* out);
     // Runs the mode with the words after "counters"; returns the exit code.
     int run(int argc, char** argv);
 
@@ -27,10 +26,11 @@ private:
     struct TSample {
         double seconds; // since the epoch of the line's time (local time)
         std::string time;
-        std::vector<std::pair<std::string, double>> values;
+        std::map<std::string, double> values;
     };
     struct TSeries {
-        bool rates; // counters since start; otherwise levels (queue depths)
+        bool rates = false;            // counters since start; otherwise levels (queue depths)
+        std::vector<std::string> keys; // the columns: every key of the lines, in first-seen order
         std::vector<TSample> samples;
     };
 

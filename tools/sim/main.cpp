@@ -1,5 +1,6 @@
 // lumbrix-sim: the radio side and the App as the gateway meets them, for
 // integration and debugging on a machine without either.
+#include <google/protobuf/stubs/logging.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -9,6 +10,7 @@
 #include "common/core/KsLog.h"
 #include "LumbrixVersion.h"
 #include "SimApp.h"
+#include "SimArgs.h"
 #include "SimCounters.h"
 #include "SimRadio.h"
 #include "SimStop.h"
@@ -19,21 +21,18 @@
 
 namespace {
 
-void printHelp(FILE* out)
-{
-    fprintf(out,
-            "usage: lumbrix-sim radio [options]                 stand in for the radio side\n"
-            "       lumbrix-sim app [options] COMMAND [ARGS]    send one App request, print the answer\n"
-            "       lumbrix-sim replay [options] CAPTURE...     send a capture's traffic to a gateway again\n"
-            "       lumbrix-sim ports free N | held PORT... | wait PORT...\n"
-            "                                                   free ports on 127.0.0.1, or whether they are held\n"
-            "       lumbrix-sim counters LOG...                 the gateway's counter lines as tables of rates\n"
-            "       lumbrix-sim MODE --help                     the options and commands of a mode\n"
-            "       lumbrix-sim --version                       the build's version\n"
-            "\n"
-            "Both modes default to the addresses of config/lumbrix.json; --config FILE takes\n"
-            "them from another gateway configuration.\n");
-}
+const char* const USAGE =
+    "usage: lumbrix-sim radio [options]                 stand in for the radio side\n"
+    "       lumbrix-sim app [options] COMMAND [ARGS]    send one App request, print the answer\n"
+    "       lumbrix-sim replay [options] CAPTURE...     send a capture's traffic to a gateway again\n"
+    "       lumbrix-sim ports free N | held PORT... | wait PORT...\n"
+    "                                                   free ports on 127.0.0.1, or whether they are held\n"
+    "       lumbrix-sim counters LOG...                 the gateway's counter lines as tables of rates\n"
+    "       lumbrix-sim MODE --help                     the options and commands of a mode\n"
+    "       lumbrix-sim --version                       the build's version\n"
+    "\n"
+    "Both modes default to the addresses of config/lumbrix.json; --config FILE takes\n"
+    "them from another gateway configuration.\n";
 
 // What the scripts that start the gateway ask about ports on 127.0.0.1:
 // N free ones (printed on one line), whether every one given is held by a
@@ -68,55 +67,53 @@ int ports(int argc, char** argv)
     return 1;
 }
 
+const struct {
+    const char* name;
+    int (*run)(int argc, char** argv);
+} s_modes[] = {
+    {"radio", [](int argc, char** argv) { return CSimRadio().run(argc, argv); }},
+    {"app", [](int argc, char** argv) { return CSimApp().run(argc, argv); }},
+#if LUMBRIX_SIM_REPLAY
+    {"replay", [](int argc, char** argv) { return CSimReplay().run(argc, argv); }},
+#endif
+    {"ports", ports},
+    {"counters", [](int argc, char** argv) { return CSimCounters().run(argc, argv); }},
+};
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     // Lines go out as they are written, also into a file or a pipe.
     setvbuf(stdout, nullptr, _IOLBF, 0);
-    // The gateway's own code is linked in; its logger stays silent here.
+    // The gateway's own code is linked in; its logger stays silent here, and
+    // so does the protobuf library's: the simulator says what is wrong itself.
     CKsLog::setLogLevel(-1);
+    google::protobuf::SetLogHandler(nullptr);
     CSimStop::install();
 
-    if (argc < 2) {
-        printHelp(stderr);
-        return 2;
-    }
-    const char* mode = argv[1];
+    const char* mode = argc < 2 ? "" : argv[1];
     if (strcmp(mode, "--help") == 0 || strcmp(mode, "-h") == 0 || strcmp(mode, "help") == 0) {
-        printHelp(stdout);
+        fputs(USAGE, stdout);
         return 0;
     }
     if (strcmp(mode, "--version") == 0) {
         printf("lumbrix-sim %s\n", LUMBRIX_VERSION);
         return 0;
     }
-    if (strcmp(mode, "radio") == 0) {
-        CSimRadio radio;
-        return radio.run(argc - 2, argv + 2);
-    }
-    if (strcmp(mode, "app") == 0) {
-        CSimApp app;
-        return app.run(argc - 2, argv + 2);
-    }
-    if (strcmp(mode, "ports") == 0) {
-        return ports(argc - 2, argv + 2);
-    }
-    if (strcmp(mode, "counters") == 0) {
-        CSimCounters counters;
-        return counters.run(argc - 2, argv + 2);
+    for (const auto& row : s_modes) {
+        if (strcmp(mode, row.name) == 0) {
+            return row.run(argc - 2, argv + 2);
+        }
     }
     if (strcmp(mode, "replay") == 0) {
-#if LUMBRIX_SIM_REPLAY
-        CSimReplay replay;
-        return replay.run(argc - 2, argv + 2);
-#else
         fprintf(stderr, "lumbrix-sim: this build has no replay mode (it is built without libpcap); "
                         "replay captures with a desk build\n");
         return 2;
-#endif
     }
-    fprintf(stderr, "lumbrix-sim: unknown mode '%s'\n\n", mode);
-    printHelp(stderr);
+    if (argc >= 2) {
+        fprintf(stderr, "lumbrix-sim: unknown mode '%s'\n\n", mode);
+    }
+    fputs(USAGE, stderr);
     return 2;
 }

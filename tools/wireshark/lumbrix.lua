@@ -30,34 +30,33 @@ quelby.prefs.proto_file = Pref.string("App protocol file",
 -- ---------------------------------------------------------------------------
 -- Link protocol constants
 
+-- The CRC extras and the sub-command names, made from the gateway's own
+-- definitions by the build (xolt-catalogue.lua in the build directory): the
+-- file named as the script's argument (-X lua_script1:FILE), else the one
+-- next to this script, else the one in the checkout's build/.
+local catalogue_files = { (...), script_dir .. "xolt-catalogue.lua", script_dir .. "../../build/xolt-catalogue.lua" }
+local catalogue
+for i = 1, 3 do
+  local file = catalogue_files[i] and io.open(catalogue_files[i])
+  if file then
+    file:close()
+    catalogue = dofile(catalogue_files[i])
+    break
+  end
+end
+if not catalogue then error("xolt-catalogue.lua not found: make build writes it into build/") end
+local CRC_EXTRA, RC_COMMANDS, NEST_COMMANDS, AT_COMMANDS = catalogue.crc_extra, catalogue.rc, catalogue.nest, catalogue.at
+-- The gateway closes its set-gimbal-speed request with the msgid itself.
+local SET_GIMBAL_SPEED_EXTRA = catalogue.set_gimbal_speed_extra
+
 local XOLT_STX = 0xFD
 local DEV_APP = 32
-
--- CRC extra of every msgid, the byte that closes the CRC of its frames.
-local CRC_EXTRA = {
-  [0] = 34, 187, 124, 18, 233, 246, 0, 0, 0, 0, 0, 0, 0, 0, 0, 142,
-  159, 220, 22, 172, 15, 143, 5, 15, 128, 241, 148, 46, 196, 142, 42, 107,
-  163, 193, 11, 97, 29, 115, 80, 0, 133, 126, 38, 15, 5, 114, 0, 0,
-  177, 12, 194, 122, 11, 159, 0, 238, 247, 7, 57, 9, 147, 138, 0, 0,
-  0, 191, 31, 0, 0, 52, 62, 128, 137, 196, 190, 234, 182, 64, 141, 112,
-  220, 25, 11, 158, 110, 33, 190, 214, 151, 86, 124, 234, 243, 170, 104, 106,
-  51, 142, 54, 164, 65, 143, 249, 244, 145, 232, 171, 196, 153, 75, 183, 178,
-  39, 41, 34, 10, 125, 23, 79, 236, 232, 126, 46, 61, 58, 135, 177, 26,
-  8, 138, 88, 0, 0, 0, 0, 0, 0, 0, 0, 0, 180, 0, 0, 0,
-  224, 0, 0, 0, 237, 84, 36, 0, 0, 223, 252, 200, 0, 0, 33, 195,
-  57, 2, 115, 0, 0, 0, 0, 0, 194, 146, 20, 204, 146, 72, 32, 28,
-  178, 100, 0, 0, 0, 102, 59, 123, 0, 0, 0, 0, 0, 46, 89, 195,
-  106, 52, 43, 119, 128, 0, 0, 0, 131, 47, 0, 0, 0, 0, 0, 0,
-  0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-  0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-  0, 0, 0, 0, 0, 0, 184, 47, 0, 0, 0, 0, 0, 0, 0, 0,
-}
--- The gateway closes its set-gimbal-speed request with the msgid itself.
-local SET_GIMBAL_SPEED_EXTRA = 150
 
 local COMPONENTS = { [14] = "DEV_RC", [32] = "DEV_APP", [35] = "DEV_NEST" }
 local SHORT_COMPONENTS = { [14] = "RC", [32] = "GW", [35] = "NEST" }
 
+-- Every message id the gateway knows, with its name; where the direction
+-- names it apart, the names from the gateway and from the radio side.
 local MESSAGES = {
   [24] = "Drone UTC time sync",
   [110] = "Command channel",
@@ -70,34 +69,10 @@ local MESSAGES = {
   [201] = "AT command response",
   [219] = "Versions",
 }
-
-local RC_COMMANDS = {
-  [1] = "RC_CMD_SET_GIMBAL_SPEED", [2] = "RC_CMD_GET_GIMBAL_SPEED", [3] = "REMOTE_LANGUAGE_SET",
-  [4] = "REMOTE_LANGUAGE_GET", [9] = "COACH_MACHINE_SET", [10] = "COACH_MACHINE_GET",
-  [11] = "GIMBAL_PITCH_ADJUST", [12] = "GIMBAL_ANG_GET", [13] = "RC_CMD_CALIBRATION",
-  [14] = "RC_CMD_RAW_DATA", [15] = "RC_CMD_GET_STATUS", [16] = "REMOTE_SENSING_VERSION_QUERY",
-  [17] = "UNIT_DISPLAY_SET", [18] = "RC_CMD_SET_MODE", [19] = "RC_CMD_GET_MODE", [20] = "UNIT_DISPLAY_GET",
-  [22] = "PHONE_COMPASS_ANGLE", [24] = "GIMBAL_YAW_ADJUST", [25] = "RC_CMD_RC_CALIBRATION_STATUS_INFO",
-  [30] = "RC_CMD_BATTERY_INFO", [31] = "RC_CMD_RF_INFO", [32] = "RC_CMD_SMBUS_INFO",
-}
-
-local NEST_COMMANDS = {
-  [1] = "NEST_CMD_HATCH_CONTROL", [2] = "NEST_CMD_LOCATION_ROD", [3] = "NEST_CMD_CHARGE_ROD",
-  [4] = "NEST_CMD_MOTOR_DRV_POWER", [5] = "NEST_CMD_MOTOR_DRV_RESET", [6] = "NEST_CMD_MOTOR_CONFIG",
-  [7] = "NEST_CMD_MOTOR_LOCATION_ZERO", [8] = "NEST_CMD_PADDIES_ROD", [9] = "NEST_CODE_CALIBRATION_OPERATION",
-  [10] = "NEST_CODE_SINGLE_CALIBRATION", [16] = "NEST_CMD_SYSTEM_CONFIG", [17] = "NEST_CMD_SYSTEM_RESET",
-  [18] = "NEST_CMD_AIRPLANE_CHARGE", [19] = "NEST_CMD_AIRPLANE_POWER", [20] = "NEST_CMD_AIR_CONDITIONER_POWER",
-  [21] = "NEST_CMD_SOTF_STOP", [22] = "NEST_CMD_UPS_POWER", [24] = "NEST_CODE_RETURN_WAIT_TIME",
-  [32] = "NEST_CMD_SYSTEM_STATUS", [33] = "NEST_CMD_BAT_DYNAMIC_INFO", [34] = "NEST_CMD_BAT_STATIC_INFO",
-  [35] = "NEST_CMD_BAT_ALTERNATE_INFO", [36] = "NEST_CMD_MOTOR_DRV_INFO", [37] = "NEST_CMD_DRV_INFO1",
-  [38] = "NEST_CMD_UPS_INFO", [39] = "NEST_CODE_ZROD_READY", [40] = "NEST_CODE_SELF_CHECK", [48] = "NEST_CMD_AUTO_TASK",
-  [49] = "NEST_CMD_AUTO_TASK_SUCCESS", [64] = "NEST_CODE_TRANSMIT_HEARTBEAT",
-}
-
-local AT_COMMANDS = {
-  [1] = "REQUEST_PAIR", [2] = "SET_FREQ_BAND", [3] = "SET_PHOTO_MODE", [4] = "SET_FCC_MODE",
-  [5] = "SET_ELOG_SWITCH", [6] = "PAIR_PROGRESS_REPORT", [7] = "AT_COMAND_QUICK_MATCH_CHOOSE_CONNECT",
-  [8] = "AT_COMAND_QUICK_MATCH_CLEAR_BLACKLIST",
+local DIRECTED_NAMES = {
+  [110] = { "Command channel", "Command acknowledgement" },
+  [182] = { "Nest command", "Nest report" },
+  [219] = { "Version query", "Version answer" },
 }
 
 local RC_KEYS = {
@@ -109,153 +84,136 @@ local RC_KEYS = {
 -- Payload layouts: field name, offset in the payload, type; a group gathers
 -- the fields of a sub-record that starts at its own offset.
 
-local U8, I8, U16, I16, U32, I32, U64, I64, HEX16, STR16 =
-  "u8", "i8", "u16", "i16", "u32", "i32", "u64", "i64", "hex16", "str16"
-
 local function f(name, off, t, names) return { name = name, off = off, t = t, names = names } end
 local function g(name, off, entries) return { group = name, off = off, entries = entries } end
 
 local function charger() return {
-  f("error", 0, U16), f("state", 2, U8), f("soc", 3, U8), f("voltage", 4, U16), f("current", 6, I16),
-  f("temperature", 8, I16), f("chargeminutes", 10, U16), f("cyclecount", 12, U16), f("capacity", 14, U16) } end
+  f("error", 0, "u16"), f("state", 2, "u8"), f("soc", 3, "u8"), f("voltage", 4, "u16"), f("current", 6, "i16"),
+  f("temperature", 8, "i16"), f("chargeminutes", 10, "u16"), f("cyclecount", 12, "u16"), f("capacity", 14, "u16") } end
 local function climate() return {
-  f("error", 0, U16), f("temperature", 2, I16), f("humidity", 4, U16), f("heater", 6, U8), f("cooler", 7, U8) } end
+  f("error", 0, "u16"), f("temperature", 2, "i16"), f("humidity", 4, "u16"), f("heater", 6, "u8"), f("cooler", 7, "u8") } end
 local function motor_driver() return {
-  f("error", 0, U16), f("state", 2, U8), f("temperature", 3, I8), f("position", 4, I16), f("current", 6, U16) } end
-
-local function fan()
-  local entries = { f("error", 0, U16), f("count", 2, U8), f("runningmask", 3, U8), f("duty", 4, U8) }
-  for i = 1, 8 do entries[#entries + 1] = f("rpm" .. i, 3 + 2 * i, U16) end
+  f("error", 0, "u16"), f("state", 2, "u8"), f("temperature", 3, "i8"), f("position", 4, "i16"), f("current", 6, "u16") } end
+-- Fields, then count numbered ones of a type from an offset on.
+local function numbered(entries, name, off, t, count, size)
+  for i = 1, count do entries[#entries + 1] = f(name .. i, off + size * (i - 1), t) end
   return entries
 end
-
-local function cells()
-  local entries = { f("error", 0, U16), f("voltage", 2, U16), f("current", 4, I16), f("temperature", 6, I16),
-    f("soc", 8, U8), f("state", 9, U8), f("remaincapacity", 10, U16) }
-  for i = 1, 6 do entries[#entries + 1] = f("cellvoltage" .. i, 10 + 2 * i, U16) end
-  return entries
-end
+-- The first fields of every RC settings answer, then the rest.
+local function rc(...) return { f("type", 0, "u8", RC_COMMANDS), f("length", 1, "u8"), ... } end
+-- The command byte of every nest command and report, then the rest.
+local function nest(...) return { f("command", 0, "u8", NEST_COMMANDS), ... } end
+local function nest_marked(...) return nest(f("marker", 1, "hex16"), ...) end
+local function at(...) return { f("code", 0, "u8", AT_COMMANDS), ... } end
 
 local LAYOUTS = {
-  time_sync = { f("gps_time", 0, U64) },
-  command = { f("command", 0, U16), f("utctimeinterval", 2, I64), f("timezone", 10, I32) },
-  ack = { f("command", 0, U16), f("result", 2, U8) },
-  key = { f("key_id", 0, U8, RC_KEYS), f("key_time", 1, U8), f("key_value", 2, U8), f("key_status", 3, U8),
-    f("key_free", 4, U32) },
-  vstick = { f("lefthorizontal", 0, I16), f("righthorizontal", 2, I16), f("rightvertical", 4, I16),
-    f("leftvertical", 6, I16), f("generalkey", 8, U16), f("gimbalpitch", 10, I16), f("combinedkey", 12, U16) },
-  rc_request = { f("cmd", 0, U8, RC_COMMANDS), f("width", 1, U8), f("value", 2, U8) },
-  rc_status = { f("type", 0, U8, RC_COMMANDS), f("length", 1, U8), f("status", 2, U8) },
-  rc_speed = { f("type", 0, U8, RC_COMMANDS), f("length", 1, U8), f("speed", 2, U8) },
-  rc_mode = { f("type", 0, U8, RC_COMMANDS), f("length", 1, U8), f("mode", 2, U8) },
-  rc_calibration = { f("type", 0, U8, RC_COMMANDS), f("length", 1, U8), f("result", 2, U8) },
-  rc_sticks = { f("type", 0, U8, RC_COMMANDS), f("length", 1, U8), f("righthorizontal", 2, I16),
-    f("rightvertical", 4, I16), f("lefthorizontal", 6, I16), f("leftvertical", 8, I16), f("wheel1", 12, I16) },
-  rc_state = { f("type", 0, U8, RC_COMMANDS), f("length", 1, U8), f("remainpower", 2, U8), f("rcsignal", 3, U8),
-    f("dspsignal", 4, U8), f("calibrationstate", 5, U8), f("batterytemperature", 6, U8),
-    f("chargingvoltage", 120, U16) },
-  rc_calibration_state17 = { f("type", 0, U8, RC_COMMANDS), f("length", 1, U8), f("rightstick", 2, U32),
-    f("leftstick", 6, U32), f("rightthumbwheel", 10, U32), f("leftthumbwheel", 14, U32), f("midvalidflag", 18, U8) },
-  rc_calibration_state13 = { f("type", 0, U8, RC_COMMANDS), f("length", 1, U8), f("rightstick", 2, U32),
-    f("leftstick", 6, U32), f("leftthumbwheel", 10, U32), f("midvalidflag", 14, U8) },
-  rc_other = { f("type", 0, U8, RC_COMMANDS), f("length", 1, U8) },
-  nest_rod = { f("command", 0, U8, NEST_COMMANDS), f("nesttype", 1, U8), f("nestaction", 2, U8) },
-  nest_marked = { f("command", 0, U8, NEST_COMMANDS), f("marker", 1, HEX16) },
-  nest_action = { f("command", 0, U8, NEST_COMMANDS), f("marker", 1, HEX16), f("nestaction", 3, U8) },
-  nest_single_calibration = { f("command", 0, U8, NEST_COMMANDS), f("marker", 1, HEX16),
-    f("nestcomponents", 3, U8), f("direction", 4, U8) },
-  nest_system_config = { f("command", 0, U8, NEST_COMMANDS), f("marker", 1, HEX16), f("airopenlimit", 3, U8),
-    f("aircloselimit", 4, U8), f("unixtime", 5, U32), f("autodischarge", 9, U8), f("autocharge", 10, U8) },
-  nest_ack = { f("command", 0, U8, NEST_COMMANDS), f("result", 1, U8) },
+  time_sync = { f("gps_time", 0, "u64") },
+  command = { f("command", 0, "u16"), f("utctimeinterval", 2, "i64"), f("timezone", 10, "i32") },
+  ack = { f("command", 0, "u16"), f("result", 2, "u8") },
+  key = { f("key_id", 0, "u8", RC_KEYS), f("key_time", 1, "u8"), f("key_value", 2, "u8"), f("key_status", 3, "u8"),
+    f("key_free", 4, "u32") },
+  vstick = { f("lefthorizontal", 0, "i16"), f("righthorizontal", 2, "i16"), f("rightvertical", 4, "i16"),
+    f("leftvertical", 6, "i16"), f("generalkey", 8, "u16"), f("gimbalpitch", 10, "i16"), f("combinedkey", 12, "u16") },
+  rc_request = { f("cmd", 0, "u8", RC_COMMANDS), f("width", 1, "u8"), f("value", 2, "u8") },
+  rc_status = rc(f("status", 2, "u8")),
+  rc_speed = rc(f("speed", 2, "u8")),
+  rc_mode = rc(f("mode", 2, "u8")),
+  rc_calibration = rc(f("result", 2, "u8")),
+  rc_sticks = rc(f("righthorizontal", 2, "i16"), f("rightvertical", 4, "i16"), f("lefthorizontal", 6, "i16"),
+    f("leftvertical", 8, "i16"), f("wheel1", 12, "i16")),
+  rc_state = rc(f("remainpower", 2, "u8"), f("rcsignal", 3, "u8"), f("dspsignal", 4, "u8"),
+    f("calibrationstate", 5, "u8"), f("batterytemperature", 6, "u8"), f("chargingvoltage", 120, "u16")),
+  rc_calibration_state17 = rc(f("rightstick", 2, "u32"), f("leftstick", 6, "u32"), f("rightthumbwheel", 10, "u32"),
+    f("leftthumbwheel", 14, "u32"), f("midvalidflag", 18, "u8")),
+  rc_calibration_state13 = rc(f("rightstick", 2, "u32"), f("leftstick", 6, "u32"), f("leftthumbwheel", 10, "u32"),
+    f("midvalidflag", 14, "u8")),
+  rc_other = rc(),
+  nest_rod = nest(f("nesttype", 1, "u8"), f("nestaction", 2, "u8")),
+  nest_marked = nest_marked(),
+  nest_action = nest_marked(f("nestaction", 3, "u8")),
+  nest_single_calibration = nest_marked(f("nestcomponents", 3, "u8"), f("direction", 4, "u8")),
+  nest_system_config = nest_marked(f("airopenlimit", 3, "u8"), f("aircloselimit", 4, "u8"), f("unixtime", 5, "u32"),
+    f("autodischarge", 9, "u8"), f("autocharge", 10, "u8")),
+  nest_ack = nest(f("result", 1, "u8")),
   -- nest reports: the record starts after the report type
-  report_status = { f("command", 0, U8, NEST_COMMANDS),
-    g("power", 1, { f("error", 0, U16), f("state", 2, U8) }),
-    g("uav", 4, { f("error", 0, U16), f("inplace", 2, U8), f("poweron", 3, U8), f("charging", 4, U8) }),
+  report_status = nest(
+    g("power", 1, { f("error", 0, "u16"), f("state", 2, "u8") }),
+    g("uav", 4, { f("error", 0, "u16"), f("inplace", 2, "u8"), f("poweron", 3, "u8"), f("charging", 4, "u8") }),
     g("chg0", 9, charger()), g("chg1", 25, charger()),
-    f("batstbyerror", 41, U16), f("motorerror", 43, U16),
+    f("batstbyerror", 41, "u16"), f("motorerror", 43, "u16"),
     g("temp0", 45, climate()), g("temp1", 53, climate()),
-    g("atmos", 61, { f("error", 0, U16), f("windspeed", 2, U16), f("winddirection", 4, U16),
-      f("rainfall", 6, U16), f("pressure", 8, U32), f("temperature", 12, I16), f("humidity", 14, U16) }),
-    g("mpu", 77, { f("error", 0, U16), f("tilt", 2, U8) }),
-    g("water", 80, { f("error", 0, U16), f("leak", 2, U8) }),
-    g("tec", 83, { f("error", 0, U16), f("power", 2, U8), f("mode", 3, U8), f("targettemperature", 4, I16),
-      f("insidetemperature", 6, I16), f("outsidetemperature", 8, I16), f("fanlevel", 10, U8) }),
-    f("led", 94, U8), f("sysmode", 95, U8), f("sysstep", 96, U8),
-    g("fan", 97, fan()) },
-  report_battery_dynamic = { f("command", 0, U8, NEST_COMMANDS), g("battery", 1, cells()) },
-  report_battery_static = { f("command", 0, U8, NEST_COMMANDS), g("battery", 1, {
-    f("designcapacity", 0, U16), f("fullcapacity", 2, U16), f("designvoltage", 4, U16), f("cyclecount", 6, U16),
-    f("cellcount", 8, U8), f("health", 9, U8), f("serialnumber", 10, STR16) }) },
-  report_backup_battery = { f("command", 0, U8, NEST_COMMANDS), g("backup", 1, {
-    f("error", 0, U16), f("voltage", 2, U16), f("current", 4, I16), f("temperature", 6, I16), f("soc", 8, U8),
-    f("state", 9, U8) }) },
-  report_motor_drivers = { f("command", 0, U8, NEST_COMMANDS), g("hatch", 1, motor_driver()),
-    g("xrod", 9, motor_driver()), g("yrod", 17, motor_driver()), g("zrod", 25, motor_driver()) },
-  report_zrod_ready = { f("command", 0, U8, NEST_COMMANDS), f("ready", 1, U8) },
-  report_self_check = { f("command", 0, U8, NEST_COMMANDS), f("checkstate", 1, U8), f("checkresult", 2, U8),
-    f("faultmask", 3, U32) },
-  report_auto_task = { f("command", 0, U8, NEST_COMMANDS), f("action", 1, U8), f("errcode", 2, U16) },
-  report_heartbeat = { f("command", 0, U8, NEST_COMMANDS), f("uptime", 1, U32), f("linkquality", 5, U8),
-    f("rssi", 6, I8), f("hbstate", 7, U8) },
-  report_other = { f("command", 0, U8, NEST_COMMANDS) },
-  at_command = { f("code", 0, U8, AT_COMMANDS) },
-  at_choose = { f("code", 0, U8, AT_COMMANDS), f("choice", 1, U8) },
-  at_progress = { f("code", 0, U8, AT_COMMANDS), f("progress", 1, I8) },
-  at_answer = { f("code", 0, U8, AT_COMMANDS), f("data0", 1, U8) },
-  versions = { f("devicetype", 0, U8), f("translen", 1, U8), f("rclen", 2, U8), f("mculen", 3, U8),
-    f("motorlen", 4, U8) },
+    g("atmos", 61, { f("error", 0, "u16"), f("windspeed", 2, "u16"), f("winddirection", 4, "u16"),
+      f("rainfall", 6, "u16"), f("pressure", 8, "u32"), f("temperature", 12, "i16"), f("humidity", 14, "u16") }),
+    g("mpu", 77, { f("error", 0, "u16"), f("tilt", 2, "u8") }),
+    g("water", 80, { f("error", 0, "u16"), f("leak", 2, "u8") }),
+    g("tec", 83, { f("error", 0, "u16"), f("power", 2, "u8"), f("mode", 3, "u8"), f("targettemperature", 4, "i16"),
+      f("insidetemperature", 6, "i16"), f("outsidetemperature", 8, "i16"), f("fanlevel", 10, "u8") }),
+    f("led", 94, "u8"), f("sysmode", 95, "u8"), f("sysstep", 96, "u8"),
+    g("fan", 97, numbered({ f("error", 0, "u16"), f("count", 2, "u8"), f("runningmask", 3, "u8"), f("duty", 4, "u8") },
+      "rpm", 5, "u16", 8, 2))),
+  report_battery_dynamic = nest(g("battery", 1, numbered({ f("error", 0, "u16"), f("voltage", 2, "u16"),
+    f("current", 4, "i16"), f("temperature", 6, "i16"), f("soc", 8, "u8"), f("state", 9, "u8"),
+    f("remaincapacity", 10, "u16") }, "cellvoltage", 12, "u16", 6, 2))),
+  report_battery_static = nest(g("battery", 1, {
+    f("designcapacity", 0, "u16"), f("fullcapacity", 2, "u16"), f("designvoltage", 4, "u16"), f("cyclecount", 6, "u16"),
+    f("cellcount", 8, "u8"), f("health", 9, "u8"), f("serialnumber", 10, "str16") })),
+  report_backup_battery = nest(g("backup", 1, {
+    f("error", 0, "u16"), f("voltage", 2, "u16"), f("current", 4, "i16"), f("temperature", 6, "i16"), f("soc", 8, "u8"),
+    f("state", 9, "u8") })),
+  report_motor_drivers = nest(g("hatch", 1, motor_driver()), g("xrod", 9, motor_driver()),
+    g("yrod", 17, motor_driver()), g("zrod", 25, motor_driver())),
+  report_zrod_ready = nest(f("ready", 1, "u8")),
+  report_self_check = nest(f("checkstate", 1, "u8"), f("checkresult", 2, "u8"), f("faultmask", 3, "u32")),
+  report_auto_task = nest(f("action", 1, "u8"), f("errcode", 2, "u16")),
+  report_heartbeat = nest(f("uptime", 1, "u32"), f("linkquality", 5, "u8"), f("rssi", 6, "i8"), f("hbstate", 7, "u8")),
+  report_other = nest(),
+  at_command = at(),
+  at_choose = at(f("choice", 1, "u8")),
+  at_progress = at(f("progress", 1, "i8")),
+  at_answer = at(f("data0", 1, "u8")),
+  versions = { f("devicetype", 0, "u8"), f("translen", 1, "u8"), f("rclen", 2, "u8"), f("mculen", 3, "u8"),
+    f("motorlen", 4, "u8") },
 }
 
--- The layout of a payload, by msgid, direction and sub-command.
+-- The layout of a payload by msgid and direction: a name, or a table by the
+-- payload's first byte (its sub-command) with the layout of any other in
+-- "other", or a function of the payload.
+local RC_ANSWERS = { [1] = "rc_status", [18] = "rc_status", [2] = "rc_speed", [19] = "rc_mode",
+  [13] = "rc_calibration", [14] = "rc_sticks", [15] = "rc_state", other = "rc_other",
+  [25] = function(payload)
+    local length = payload:len() >= 2 and payload(1, 1):uint()
+    return ({ [17] = "rc_calibration_state17", [13] = "rc_calibration_state13" })[length] or "rc_other"
+  end }
+local NEST_COMMANDS_OUT = { [1] = "nest_rod", [2] = "nest_rod", [3] = "nest_rod", [8] = "nest_rod",
+  [10] = "nest_single_calibration", [16] = "nest_system_config",
+  other = function(payload) return payload:len() == 4 and "nest_action" or "nest_marked" end }
+local NEST_REPORTS = { [32] = "report_status", [33] = "report_battery_dynamic", [34] = "report_battery_static",
+  [35] = "report_backup_battery", [37] = "report_motor_drivers", [39] = "report_zrod_ready",
+  [40] = "report_self_check", [49] = "report_auto_task", [64] = "report_heartbeat", other = "report_other" }
+local function both(layout) return { layout, layout } end
+local PAYLOADS = { -- [msgid] = { from the gateway, from the radio side }
+  [24] = both("time_sync"), [110] = { "command", "ack" }, [144] = both("key"), [148] = both("vstick"),
+  [150] = { "rc_request", RC_ANSWERS }, [182] = { NEST_COMMANDS_OUT, NEST_REPORTS }, [183] = both("nest_ack"),
+  [200] = both({ [7] = "at_choose", other = "at_command" }), [201] = both({ [6] = "at_progress", other = "at_answer" }),
+  [219] = { nil, "versions" },
+}
+
 local function layout_of(msgid, from_gateway, payload)
-  local len = payload:len()
-  local b0 = len > 0 and payload(0, 1):uint() or nil
-  if msgid == 24 then return "time_sync" end
-  if msgid == 110 then return from_gateway and "command" or "ack" end
-  if msgid == 144 then return "key" end
-  if msgid == 148 then return "vstick" end
-  if msgid == 150 then
-    if from_gateway then return "rc_request" end
-    if b0 == 1 or b0 == 18 then return "rc_status" end
-    if b0 == 2 then return "rc_speed" end
-    if b0 == 19 then return "rc_mode" end
-    if b0 == 13 then return "rc_calibration" end
-    if b0 == 14 then return "rc_sticks" end
-    if b0 == 15 then return "rc_state" end
-    if b0 == 25 and len >= 2 then
-      local l = payload(1, 1):uint()
-      if l == 17 then return "rc_calibration_state17" end
-      if l == 13 then return "rc_calibration_state13" end
-    end
-    return "rc_other"
+  local layout = (PAYLOADS[msgid] or {})[from_gateway and 1 or 2]
+  if type(layout) == "table" then
+    layout = payload:len() > 0 and layout[payload(0, 1):uint()] or layout.other
   end
-  if msgid == 182 then
-    if from_gateway then
-      if b0 == 1 or b0 == 2 or b0 == 3 or b0 == 8 then return "nest_rod" end
-      if b0 == 10 then return "nest_single_calibration" end
-      if b0 == 16 then return "nest_system_config" end
-      if len == 4 then return "nest_action" end
-      return "nest_marked"
-    end
-    local reports = { [32] = "report_status", [33] = "report_battery_dynamic", [34] = "report_battery_static",
-      [35] = "report_backup_battery", [37] = "report_motor_drivers", [39] = "report_zrod_ready",
-      [40] = "report_self_check", [49] = "report_auto_task", [64] = "report_heartbeat" }
-    return reports[b0] or "report_other"
-  end
-  if msgid == 183 then return "nest_ack" end
-  if msgid == 200 then return b0 == 7 and "at_choose" or "at_command" end
-  if msgid == 201 then return b0 == 6 and "at_progress" or "at_answer" end
-  if msgid == 219 and not from_gateway then return "versions" end
-  return nil
+  if type(layout) == "function" then layout = layout(payload) end
+  return layout
 end
 
 -- Name of the sub-command a payload carries, for the tree and the Info column.
-local function subcommand(msgid, from_gateway, payload)
+local SUBCOMMANDS = { [150] = RC_COMMANDS, [182] = NEST_COMMANDS, [183] = NEST_COMMANDS, [200] = AT_COMMANDS,
+  [201] = AT_COMMANDS }
+local function subcommand(msgid, payload)
   if payload:len() == 0 then return nil end
   local b0 = payload(0, 1):uint()
-  if msgid == 150 then return RC_COMMANDS[b0] end
-  if msgid == 182 or msgid == 183 then return NEST_COMMANDS[b0] end
-  if msgid == 200 or msgid == 201 then return AT_COMMANDS[b0] end
+  if SUBCOMMANDS[msgid] then return SUBCOMMANDS[msgid][b0] end
   if msgid == 110 and payload:len() >= 2 and payload(0, 2):le_uint() == 78 then return "RC system time" end
   if msgid == 144 then return RC_KEYS[b0] and ("key " .. RC_KEYS[b0]) end
   return nil
@@ -264,13 +222,12 @@ end
 -- ---------------------------------------------------------------------------
 -- Fields
 
-local FIELD_TYPES = {
-  u8 = { ftypes.UINT8, base.DEC }, i8 = { ftypes.INT8, base.DEC }, u16 = { ftypes.UINT16, base.DEC },
-  i16 = { ftypes.INT16, base.DEC }, u32 = { ftypes.UINT32, base.DEC }, i32 = { ftypes.INT32, base.DEC },
-  u64 = { ftypes.UINT64, base.DEC }, i64 = { ftypes.INT64, base.DEC }, hex16 = { ftypes.UINT16, base.HEX },
-  str16 = { ftypes.STRING, base.NONE },
+local FIELD_TYPES = { -- type, display base, size
+  u8 = { ftypes.UINT8, base.DEC, 1 }, i8 = { ftypes.INT8, base.DEC, 1 }, u16 = { ftypes.UINT16, base.DEC, 2 },
+  i16 = { ftypes.INT16, base.DEC, 2 }, u32 = { ftypes.UINT32, base.DEC, 4 }, i32 = { ftypes.INT32, base.DEC, 4 },
+  u64 = { ftypes.UINT64, base.DEC, 8 }, i64 = { ftypes.INT64, base.DEC, 8 }, hex16 = { ftypes.UINT16, base.HEX, 2 },
+  str16 = { ftypes.STRING, base.NONE, 16 },
 }
-local FIELD_SIZES = { u8 = 1, i8 = 1, u16 = 2, i16 = 2, u32 = 4, i32 = 4, u64 = 8, i64 = 8, hex16 = 2, str16 = 16 }
 
 local hf = {
   magic = ProtoField.uint8("xolt.magic", "Magic", base.HEX),
@@ -303,24 +260,20 @@ local ef = {
 }
 
 -- One field per layout path, e.g. xolt.report_status.chg0.soc.
-local payload_fields = {}
+local all_fields = {}
+for _, field in pairs(hf) do all_fields[#all_fields + 1] = field end
 local function make_fields(prefix, entries)
   for _, e in ipairs(entries) do
     if e.group then
       make_fields(prefix .. "." .. e.group, e.entries)
     else
-      local abbrev = prefix .. "." .. e.name
       local ft = FIELD_TYPES[e.t]
-      e.abbrev = abbrev
-      payload_fields[abbrev] = ProtoField.new(e.name, abbrev, ft[1], e.names, ft[2])
+      e.field = ProtoField.new(e.name, prefix .. "." .. e.name, ft[1], e.names, ft[2])
+      all_fields[#all_fields + 1] = e.field
     end
   end
 end
 for name, entries in pairs(LAYOUTS) do make_fields("xolt." .. name, entries) end
-
-local all_fields = {}
-for _, field in pairs(hf) do all_fields[#all_fields + 1] = field end
-for _, field in pairs(payload_fields) do all_fields[#all_fields + 1] = field end
 xolt.fields = all_fields
 xolt.experts = { ef.bad_checksum, ef.bad_crc, ef.odd_crc, ef.truncated, ef.too_long }
 
@@ -348,18 +301,14 @@ local function add_entries(tree, payload, entries)
   for _, e in ipairs(entries) do
     if e.group then
       if e.off < len then
-        local sub = tree:add(payload(e.off, len - e.off), e.group)
-        add_entries(sub, payload(e.off):tvb(), e.entries)
+        add_entries(tree:add(payload(e.off, len - e.off), e.group), payload(e.off):tvb(), e.entries)
       end
-    else
-      local size = FIELD_SIZES[e.t]
-      if e.off + size <= len then
-        local range = payload(e.off, size)
-        if e.t == STR16 then
-          tree:add(payload_fields[e.abbrev], range, range:stringz())
-        else
-          tree:add_le(payload_fields[e.abbrev], range)
-        end
+    elseif e.off + FIELD_TYPES[e.t][3] <= len then
+      local range = payload(e.off, FIELD_TYPES[e.t][3])
+      if e.t == "str16" then
+        tree:add(e.field, range, range:stringz())
+      else
+        tree:add_le(e.field, range)
       end
     end
   end
@@ -380,39 +329,33 @@ local function add_versions(tree, payload)
   end
 end
 
+-- A tree item for a frame that cannot be read whole.
+local function broken(tree, range, text, expert_field, info)
+  tree:add(xolt, range, "Xolt link frame (" .. text .. ")"):add_proto_expert_info(expert_field)
+  return info
+end
+
 -- Dissects one frame at offset; returns its length on the wire (0 when the
 -- rest of the datagram cannot be a frame) and an Info column text.
-local function dissect_frame(tvb, pinfo, tree, offset)
+local function dissect_frame(tvb, tree, offset)
   local left = tvb:len() - offset
-  if left < 10 then
-    local item = tree:add(xolt, tvb(offset, left), "Xolt link frame (cut short)")
-    item:add_proto_expert_info(ef.truncated)
-    return left, "cut short"
-  end
+  if left < 10 then return left, broken(tree, tvb(offset, left), "cut short", ef.truncated, "cut short") end
   local n = tvb(offset + 1, 2):le_uint()
+  if n > 512 then
+    return left, broken(tree, tvb(offset, 3), "payload length " .. n, ef.too_long, "bad length")
+  end
+  local frame_len = n + 10
+  if frame_len > left then return left, broken(tree, tvb(offset, left), "cut short", ef.truncated, "cut short") end
   local seq = tvb(offset + 3, 1):uint()
   local destid = tvb(offset + 4, 1):uint()
   local sourceid = tvb(offset + 5, 1):uint()
   local msgid = tvb(offset + 6, 1):uint()
-  if n > 512 then
-    local item = tree:add(xolt, tvb(offset, 3), "Xolt link frame (payload length " .. n .. ")")
-    item:add_proto_expert_info(ef.too_long)
-    return left, "bad length"
-  end
-  local frame_len = n + 10
-  if frame_len > left then
-    local item = tree:add(xolt, tvb(offset, left), "Xolt link frame (cut short)")
-    item:add_proto_expert_info(ef.truncated)
-    return left, "cut short"
-  end
 
   local from_gateway = sourceid == DEV_APP
   local payload = tvb(offset + 8, n):tvb()
-  local name = MESSAGES[msgid] or "unknown message"
-  if msgid == 182 then name = from_gateway and "Nest command" or "Nest report" end
-  if msgid == 110 and not from_gateway then name = "Command acknowledgement" end
-  if msgid == 219 then name = from_gateway and "Version query" or "Version answer" end
-  local sub = subcommand(msgid, from_gateway, payload)
+  local name = DIRECTED_NAMES[msgid] and DIRECTED_NAMES[msgid][from_gateway and 1 or 2] or MESSAGES[msgid]
+    or "unknown message"
+  local sub = subcommand(msgid, payload)
 
   local title = string.format("Xolt link frame, %d %s%s, seq %d", msgid, name, sub and (" " .. sub) or "", seq)
   local frame = tree:add(xolt, tvb(offset, frame_len), title)
@@ -426,9 +369,8 @@ local function dissect_frame(tvb, pinfo, tree, offset)
   local sum = 0
   for i = offset, offset + 6 do sum = sum + tvb(i, 1):uint() end
   sum = sum % 256
-  local checksum = tvb(offset + 7, 1):uint()
   local checksum_item = frame:add(hf.checksum, tvb(offset + 7, 1))
-  local checksum_good = checksum == sum
+  local checksum_good = tvb(offset + 7, 1):uint() == sum
   if checksum_good then
     checksum_item:append_text(" [correct]")
   else
@@ -442,7 +384,7 @@ local function dissect_frame(tvb, pinfo, tree, offset)
     payload_item:set_text(string.format("Payload (%d bytes)%s", n, sub and (": " .. sub) or ""))
     local layout = layout_of(msgid, from_gateway, payload)
     if layout then add_entries(payload_item, payload, LAYOUTS[layout]) end
-    if msgid == 219 and not from_gateway then add_versions(payload_item, payload) end
+    if layout == "versions" then add_versions(payload_item, payload) end
   end
 
   local crc = tvb(offset + 8 + n, 2):le_uint()
@@ -482,7 +424,7 @@ function xolt.dissector(tvb, pinfo, tree)
     while offset < len and tvb(offset, 1):uint() ~= XOLT_STX do offset = offset + 1 end
     if offset > start then tree:add(hf.junk, tvb(start, offset - start)) end
     if offset >= len then break end
-    local used, info = dissect_frame(tvb, pinfo, tree, offset)
+    local used, info = dissect_frame(tvb, tree, offset)
     infos[#infos + 1] = info
     offset = offset + used
   end
@@ -568,43 +510,52 @@ local function read_varint(tvb, offset, limit)
   return nil
 end
 
--- The fields of a message in [offset, limit): {number, wire type, value
--- offset, value length, varint value, its low 32 bits}; nil when malformed.
+-- The first field of each number of a message in [offset, limit) (a table
+-- by number), and every field in order: {number, wire type, value offset,
+-- value length, varint value, its low 32 bits}. Empty when malformed.
 local function pb_fields(tvb, offset, limit)
-  local fields = {}
+  local first, fields = {}, {}
   while offset < limit do
     local key, _, next_offset = read_varint(tvb, offset, limit)
-    if key == nil then return nil end
-    local number, wire = math.floor(key / 8), key % 8
-    local field = { number = number, wire = wire }
-    if wire == 0 then
+    if key == nil then return {}, {} end
+    local field = { number = math.floor(key / 8), wire = key % 8 }
+    if field.wire == 0 then
       field.value, field.low32, next_offset = read_varint(tvb, next_offset, limit)
-      if field.value == nil then return nil end
+      if field.value == nil then return {}, {} end
       field.offset, field.len = offset, next_offset - offset
-    elseif wire == 2 then
+    elseif field.wire == 2 then
       local len
       len, _, next_offset = read_varint(tvb, next_offset, limit)
-      if len == nil or next_offset + len > limit then return nil end
+      if len == nil or next_offset + len > limit then return {}, {} end
       field.offset, field.len = next_offset, len
       next_offset = next_offset + len
-    elseif wire == 1 or wire == 5 then
-      field.offset, field.len = next_offset, wire == 1 and 8 or 4
+    elseif field.wire == 1 or field.wire == 5 then
+      field.offset, field.len = next_offset, field.wire == 1 and 8 or 4
       next_offset = next_offset + field.len
-      if next_offset > limit then return nil end
+      if next_offset > limit then return {}, {} end
     else
-      return nil
+      return {}, {}
     end
     fields[#fields + 1] = field
+    first[field.number] = first[field.number] or field
     offset = next_offset
   end
-  return fields
+  return first, fields
 end
 
-local function find_field(fields, number)
-  for _, field in ipairs(fields or {}) do
-    if field.number == number then return field end
+-- The fields of a length-delimited field.
+local function fields_of(tvb, field)
+  return pb_fields(tvb, field.offset, field.offset + field.len)
+end
+
+-- The length-delimited field at a path of field numbers, each within the
+-- one before; nil when one is missing or not length-delimited.
+local function nested(tvb, field, ...)
+  for _, number in ipairs({ ... }) do
+    if field == nil or field.wire ~= 2 then return nil end
+    field = fields_of(tvb, field)[number]
   end
-  return nil
+  return field and field.wire == 2 and field or nil
 end
 
 local function signed32(low32)
@@ -613,48 +564,54 @@ end
 
 local protobuf = Dissector.get("protobuf")
 
--- Hands bytes [offset, offset + len) to the protobuf dissector as type.
-local function decode_as(tvb, pinfo, tree, offset, len, type_name, label)
-  local item = tree:add(qf.body_type, tvb(offset, len), type_name)
+-- Hands a length-delimited field's bytes to the protobuf dissector as type.
+local function decode_as(tvb, pinfo, tree, field, type_name, label)
+  local item = tree:add(qf.body_type, tvb(field.offset, field.len), type_name)
   item:set_text(label .. ": " .. type_name)
-  if protobuf and len > 0 then
+  if protobuf and field.len > 0 then
     pinfo.private["pb_msg_type"] = "message,quelby.protocol." .. type_name
-    protobuf:call(tvb(offset, len):tvb(), pinfo, item)
+    protobuf:call(tvb(field.offset, field.len):tvb(), pinfo, item)
   end
-  return item
+end
+
+-- The ParameterInt32 of every params_list entry of a parameter message, at
+-- a path of field numbers in the entry (empty ones too when with_empty).
+local function decode_params(tvb, pinfo, tree, body, with_empty, ...)
+  for _, param in ipairs(select(2, fields_of(tvb, body))) do
+    local value = param.number == 1 and nested(tvb, param, ...)
+    if value and (with_empty or value.len > 0) then
+      decode_as(tvb, pinfo, tree, value, "ParameterInt32", "Parameter value")
+    end
+  end
 end
 
 -- Dissects one envelope; returns the Info column text.
 local function dissect_envelope(tvb, pinfo, root)
-  local len = tvb:len()
-  local envelope = pb_fields(tvb, 0, len)
-  local head = find_field(envelope, 1)
-  if head == nil or head.wire ~= 2 then
+  local envelope = pb_fields(tvb, 0, tvb:len())
+  if envelope[1] == nil or envelope[1].wire ~= 2 then
     root:append_text(" (no header)")
     return "App datagram without an envelope header"
   end
 
-  local head_fields = pb_fields(tvb, head.offset, head.offset + head.len) or {}
+  local head = fields_of(tvb, envelope[1])
   local token, head_type, message_id, sequence = "", 0, 0, 0
-  local f_token, f_type = find_field(head_fields, 1), find_field(head_fields, 2)
-  local f_id, f_seq = find_field(head_fields, 5), find_field(head_fields, 6)
-  if f_token and f_token.wire == 2 then
-    token = tvb(f_token.offset, f_token.len):string()
-    root:add(qf.token, tvb(f_token.offset, f_token.len), token)
+  if head[1] and head[1].wire == 2 then
+    token = tvb(head[1].offset, head[1].len):string()
+    root:add(qf.token, tvb(head[1].offset, head[1].len), token)
   end
-  if f_type and f_type.wire == 0 then
-    head_type = signed32(f_type.low32)
-    root:add(qf.head_type, tvb(f_type.offset, f_type.len), head_type)
+  if head[2] and head[2].wire == 0 then
+    head_type = signed32(head[2].low32)
+    root:add(qf.head_type, tvb(head[2].offset, head[2].len), head_type)
       :append_text(" (" .. (HEAD_TYPES[head_type] or "?") .. ")")
   end
-  if f_id and f_id.wire == 0 then
-    message_id = f_id.low32
-    root:add(qf.message_id, tvb(f_id.offset, f_id.len), message_id)
+  if head[5] and head[5].wire == 0 then
+    message_id = head[5].low32
+    root:add(qf.message_id, tvb(head[5].offset, head[5].len), message_id)
       :append_text(" (" .. (message_name(message_id) or "unknown") .. ")")
   end
-  if f_seq and f_seq.wire == 0 then
-    sequence = signed32(f_seq.low32)
-    root:add(qf.sequence, tvb(f_seq.offset, f_seq.len), sequence)
+  if head[6] and head[6].wire == 0 then
+    sequence = signed32(head[6].low32)
+    root:add(qf.sequence, tvb(head[6].offset, head[6].len), sequence)
   end
   local name = message_name(message_id) or string.format("0x%x", message_id)
   local info = string.format("%s %s seq %d (%s)", name, HEAD_TYPES[head_type] or tostring(head_type),
@@ -668,49 +625,26 @@ local function dissect_envelope(tvb, pinfo, root)
   end
 
   -- The body: data (a google.protobuf.Any) carries it in its value.
-  local any = find_field(envelope, 2)
-  if any == nil or any.wire ~= 2 then return info end
-  local value = find_field(pb_fields(tvb, any.offset, any.offset + any.len), 2)
-  if value == nil or value.wire ~= 2 then return info end
-
+  local value = nested(tvb, envelope[2], 2)
+  if value == nil then return info end
   if head_type == 1 then
     local body = REQUEST_BODIES[message_id]
     if body == nil then return info end
-    decode_as(tvb, pinfo, root, value.offset, value.len, body, "Request body")
-    if body == "DroneParamMessageRequest" then
-      for _, param in ipairs(pb_fields(tvb, value.offset, value.offset + value.len) or {}) do
-        local param_any = param.number == 1 and find_field(pb_fields(tvb, param.offset, param.offset + param.len), 3)
-        local param_value = param_any and find_field(pb_fields(tvb, param_any.offset,
-          param_any.offset + param_any.len), 2)
-        if param_value and param_value.wire == 2 then
-          decode_as(tvb, pinfo, root, param_value.offset, param_value.len, "ParameterInt32", "Parameter value")
-        end
-      end
-    end
+    decode_as(tvb, pinfo, root, value, body, "Request body")
+    if body == "DroneParamMessageRequest" then decode_params(tvb, pinfo, root, value, true, 3, 2) end
   elseif head_type == 2 then
-    decode_as(tvb, pinfo, root, value.offset, value.len, "RspMessage", "Answer")
-    local inner = ANSWER_DATA[message_id]
-    local rsp_fields = pb_fields(tvb, value.offset, value.offset + value.len)
-    local data = find_field(rsp_fields, 1)
-    local status = find_field(rsp_fields, 2)
+    decode_as(tvb, pinfo, root, value, "RspMessage", "Answer")
+    local rsp = fields_of(tvb, value)
+    local inner, data, status = ANSWER_DATA[message_id], rsp[1], rsp[2]
     if status and status.wire == 0 then
       info = info .. (status.low32 == 1 and " SUCCESS" or (status.low32 == 2 and " ERROR" or ""))
     end
     if inner and data and data.wire == 2 and data.len > 0 then
-      decode_as(tvb, pinfo, root, data.offset, data.len, inner, "Answer data")
-      if inner == "DroneParamMessageResponse" then
-        for _, param in ipairs(pb_fields(tvb, data.offset, data.offset + data.len) or {}) do
-          local param_value = param.number == 1 and find_field(pb_fields(tvb, param.offset,
-            param.offset + param.len), 3)
-          if param_value and param_value.wire == 2 and param_value.len > 0 then
-            decode_as(tvb, pinfo, root, param_value.offset, param_value.len, "ParameterInt32", "Parameter value")
-          end
-        end
-      end
+      decode_as(tvb, pinfo, root, data, inner, "Answer data")
+      if inner == "DroneParamMessageResponse" then decode_params(tvb, pinfo, root, data, false, 3) end
     end
-  else
-    local body = REPORT_BODIES[message_id]
-    if body then decode_as(tvb, pinfo, root, value.offset, value.len, body, "Report") end
+  elseif REPORT_BODIES[message_id] then
+    decode_as(tvb, pinfo, root, value, REPORT_BODIES[message_id], "Report")
   end
   return info
 end
@@ -730,18 +664,18 @@ end
 local udp_port = DissectorTable.get("udp.port")
 local registered = {}
 
-local function register(proto, ports)
+local function register(proto)
   if registered[proto] then udp_port:remove(registered[proto], proto) end
   registered[proto] = nil
-  if ports and ports ~= "" then
-    udp_port:add(ports, proto)
-    registered[proto] = ports
+  if proto.prefs.ports and proto.prefs.ports ~= "" then
+    udp_port:add(proto.prefs.ports, proto)
+    registered[proto] = proto.prefs.ports
   end
 end
 
 local function register_all()
-  register(xolt, xolt.prefs.ports)
-  register(quelby, quelby.prefs.ports)
+  register(xolt)
+  register(quelby)
 end
 
 function xolt.prefs_changed() register_all() end

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdio>
 #include <google/protobuf/util/message_differencer.h>
 #include <sstream>
 
 #include "AppMessageText.h"
+#include "XoltFrameText.h"
 #include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
@@ -19,7 +19,6 @@ constexpr size_t WIRE_SEQ = offsetof(xolt_message_head_t, seq) - offsetof(xolt_m
 constexpr size_t WIRE_CHECKSUM = offsetof(xolt_message_head_t, checksum) - offsetof(xolt_message_head_t, magic);
 constexpr size_t WIRE_LEN_LO = offsetof(xolt_message_head_t, len_lo) - offsetof(xolt_message_head_t, magic);
 constexpr size_t WIRE_LEN_HI = offsetof(xolt_message_head_t, len_hi) - offsetof(xolt_message_head_t, magic);
-constexpr size_t MAX_LISTED_BYTES = 8;
 
 bool isOneFrame(const std::vector<uint8_t>& bytes)
 {
@@ -73,30 +72,18 @@ std::string lineDifference(const std::vector<std::string>& a, const std::vector<
 bool CAnswerCompare::sameFrame(const std::vector<uint8_t>& recorded, const std::vector<uint8_t>& replayed,
                                std::string& difference)
 {
-    if (recorded.size() != replayed.size()) {
-        difference = std::to_string(replayed.size()) + " bytes, recorded " + std::to_string(recorded.size());
-        return false;
-    }
-    const bool frame = isOneFrame(recorded) && isOneFrame(replayed);
-    const size_t crcAt = recorded.size() - XOLT_NUM_CHECKSUM_BYTES;
-    size_t differing = 0;
-    std::ostringstream out;
-    for (size_t i = 0; i < recorded.size(); ++i) {
-        if (recorded[i] == replayed[i] || (frame && (i == WIRE_SEQ || i == WIRE_CHECKSUM || i >= crcAt))) {
-            continue;
+    auto numbered = [](std::vector<uint8_t> bytes) {
+        if (isOneFrame(bytes)) {
+            bytes[WIRE_SEQ] = bytes[WIRE_CHECKSUM] = bytes[bytes.size() - 1] = bytes[bytes.size() - 2] = 0;
         }
-        if (++differing <= MAX_LISTED_BYTES) {
-            char text[48];
-            snprintf(text, sizeof(text), "%sbyte %zu: %02x, recorded %02x", differing == 1 ? "" : "; ", i, replayed[i],
-                     recorded[i]);
-            out << text;
-        }
+        return bytes;
+    };
+    if (numbered(recorded) == numbered(replayed)) {
+        return true;
     }
-    if (differing > MAX_LISTED_BYTES) {
-        out << "; " << differing - MAX_LISTED_BYTES << " more bytes";
-    }
-    difference = out.str();
-    return differing == 0;
+    difference = "\n    recorded: " + CXoltFrameText::hex(recorded.data(), recorded.size()) +
+                 "\n    replayed: " + CXoltFrameText::hex(replayed.data(), replayed.size());
+    return false;
 }
 
 bool CAnswerCompare::sameEnvelope(const std::vector<uint8_t>& recorded, const std::vector<uint8_t>& replayed,

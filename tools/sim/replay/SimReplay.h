@@ -2,12 +2,12 @@
 #define LUMBRIX_SIM_REPLAY_H
 
 #include <cstdint>
-#include <cstdio>
 #include <map>
 #include <netinet/in.h>
 #include <string>
 #include <vector>
 
+#include "SimConfig.h"
 #include "kit/UdpPeer.h"
 
 class CSimArgs;
@@ -25,13 +25,15 @@ class CSimArgs;
 // traffic.
 class CSimReplay {
 public:
-    static void printHelp(FILE* out);
     // Runs the mode with the words after "replay"; returns the exit code.
     int run(int argc, char** argv);
 
 private:
     // Where the gateway's clients send: the radio side and the App.
-    enum ESide { E_RADIO = 0, E_APP = 1, E_SIDES = 2 };
+    using ESide = CSimConfig::ESide;
+    static constexpr ESide E_RADIO = CSimConfig::E_SIDE_RADIO;
+    static constexpr ESide E_APP = CSimConfig::E_SIDE_APP;
+    static constexpr int E_SIDES = CSimConfig::E_SIDES;
 
     // A datagram to the gateway, with the number of answers recorded before
     // it on each side.
@@ -42,15 +44,13 @@ private:
         size_t answersBefore[E_SIDES];
     };
 
-    int configure(CSimArgs& args);
+    int configure(const CSimArgs& args);
     int load(const std::vector<std::string>& files);
     void replay();
     void send(const TInput& input);
-    // Receives until each side has at least counts answers, or deadlineMs.
-    void awaitAnswers(const size_t counts[E_SIDES], int64_t deadlineMs);
-    // Receives until deadlineMs.
-    void receiveUntil(int64_t deadlineMs);
-    void receiveOnce(int timeoutMs);
+    // Receives until deadlineMs, or until each side has at least counts
+    // answers when counts is given.
+    void receive(int64_t deadlineMs, const size_t* counts = nullptr);
     void onAnswer(ESide side, const uint8_t* data, size_t length);
     int compare() const;
     void printSummary(int64_t elapsedMs) const;
@@ -63,7 +63,6 @@ private:
     uint16_t m_usCapturePort[E_SIDES][2]{}; // per side: its service's port, its own port
     double m_dSpeed = 1.0;
     int64_t m_iWaitMs = 0;
-    bool m_bCompare = false;
 
     std::vector<TInput> m_vecInputs;
     std::vector<std::vector<uint8_t>> m_vecRecorded[E_SIDES];
