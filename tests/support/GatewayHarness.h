@@ -26,9 +26,6 @@ public:
     ~GatewayProcess() override;
 };
 
-// Polls until ok() holds, at most timeoutMs; false if it never did.
-bool within(int timeoutMs, const std::function<bool()>& ok);
-
 // A running gateway on loopback with a stand-in radio side and App: the
 // configuration points the "transmit" client at radio and the "app" client
 // at app, the two services listen on free ports, and the log goes to a

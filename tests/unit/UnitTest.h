@@ -21,6 +21,7 @@
 #include <utility>
 #include <vector>
 
+#include "kit/ChildProcess.h"
 #include "kit/TempDir.h"
 #include "kit/TestMessages.h"
 #include "TestLog.h"
@@ -31,17 +32,10 @@ using testing::Not;
 // Every wait of a unit test ends by this deadline.
 constexpr std::chrono::seconds kDeadline{5};
 
-// Polls cond every millisecond until it holds or the deadline passes.
+// Polls cond until it holds or the deadline passes.
 inline bool eventually(const std::function<bool()>& cond)
 {
-    const auto end = std::chrono::steady_clock::now() + kDeadline;
-    while (!cond()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
+    return within(std::chrono::milliseconds(kDeadline).count(), cond);
 }
 
 inline void sleepMs(int ms)
