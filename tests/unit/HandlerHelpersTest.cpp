@@ -94,11 +94,11 @@ TEST(Handlers, RadioFramesReturnTheirStatus)
         std::vector<uint8_t> payload;
         int32_t result;
     } rows[] = {
-        {"Xolt2Protobuf.PhoneSet", bytes({0x01, 0x01, 0x32}), 0},     // gimbal speed set
-        {"Xolt2Protobuf.PhoneSet", bytes({0x02, 0x01, 0x32}), 0},     // gimbal speed read
-        {"Xolt2Protobuf.PhoneSet", bytes({0x0d, 0x01, 0x01}), 0},     // calibration entered
-        {"Xolt2Protobuf.PhoneSet", bytes({0x63}), 0},                 // a type it does not serve
-        {"Xolt2Protobuf.XoltNestCommandRsp", bytes({0x77, 0x00}), 0}, // a command byte it does not know
+        {"Xolt2Protobuf.PhoneSet", std::vector<uint8_t>({0x01, 0x01, 0x32}), 0},     // gimbal speed set
+        {"Xolt2Protobuf.PhoneSet", std::vector<uint8_t>({0x02, 0x01, 0x32}), 0},     // gimbal speed read
+        {"Xolt2Protobuf.PhoneSet", std::vector<uint8_t>({0x0d, 0x01, 0x01}), 0},     // calibration entered
+        {"Xolt2Protobuf.PhoneSet", std::vector<uint8_t>({0x63}), 0},                 // a type it does not serve
+        {"Xolt2Protobuf.XoltNestCommandRsp", std::vector<uint8_t>({0x77, 0x00}), 0}, // a command byte it does not know
     };
     for (const auto& row : rows) {
         xolt_message_head_t head{};
