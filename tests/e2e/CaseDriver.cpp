@@ -305,12 +305,12 @@ private:
     static const TForm* formOf(const std::string& step)
     {
         static const std::map<std::string, TForm> s_forms = {
-            {"native", {"", true, &CaseRun::native}},
-            {"level", {R"((\w+))", true, &CaseRun::level}},
-            {"args", {"(.+)", true, &CaseRun::args}},
-            {"argv", {"(.*)", true, &CaseRun::args}},
-            {"file", {R"((\S+) (.*))", true, &CaseRun::file}},
-            {"config", {"(.+)", true, &CaseRun::config}},
+            {"native", {"", true, &CaseRun::setting}},
+            {"level", {R"((\w+))", true, &CaseRun::setting}},
+            {"args", {"(.+)", true, &CaseRun::setting}},
+            {"argv", {"(.*)", true, &CaseRun::setting}},
+            {"file", {R"((\S+) (.*))", true, &CaseRun::setting}},
+            {"config", {"(.+)", true, &CaseRun::setting}},
             {"app", {R"((\S+) (-?\d+)(?: head (\d+))?(?: token (\S+))?(?: data (".*")| (.+))?)", false, &CaseRun::app}},
             {"app-bytes", {"(.*)", false, &CaseRun::sendBytes}},
             {"radio", {R"((\d+)>(\d+) (\d+)/(\d+)(?: seq (\d+))?(?: : (.*))?)", false, &CaseRun::radio}},
@@ -420,29 +420,22 @@ private:
         return out.append(step, last, std::string::npos);
     }
 
-    // Settings.
-    bool native(const std::string&, const std::smatch&) { return true; }
-    bool level(const std::string&, const std::smatch& m)
+    // Settings; each expands its own words.
+    bool setting(const std::string& keyword, const std::smatch& m)
     {
-        m_level = m[1];
-        return true;
-    }
-    bool args(const std::string& keyword, const std::smatch& m)
-    {
-        std::istringstream words(m[1]);
-        m_argv = keyword == "argv";
-        for (std::string word; words >> word;) {
-            m_args.push_back(expand(word));
+        std::istringstream words(m.size() > 1 ? m[1].str() : "");
+        if (keyword == "level") {
+            m_level = m[1];
+        } else if (keyword == "args" || keyword == "argv") {
+            m_argv = keyword == "argv";
+            for (std::string word; words >> word;) {
+                m_args.push_back(expand(word));
+            }
+        } else if (keyword == "file") {
+            return writeFile(h.dir.file(m[1]), expand(m[2])) || fail("cannot write " + m[1].str());
+        } else if (keyword == "config") {
+            h.extraConfig = expand(m[1]);
         }
-        return true;
-    }
-    bool file(const std::string&, const std::smatch& m)
-    {
-        return writeFile(h.dir.file(m[1]), expand(m[2])) || fail("cannot write " + m[1].str());
-    }
-    bool config(const std::string&, const std::smatch& m)
-    {
-        h.extraConfig = expand(m[1]);
         return true;
     }
 

@@ -6,7 +6,6 @@
 // gateway by the end-to-end tests.
 #include "common/ipc/IpcFramework.h"
 #include "msgHandle/MsgHandleManager.h"
-#include "common/ipc/Reflex.h"
 #include "dataAccess/service/ServiceBase.h"
 #include "kit/UdpPeer.h"
 #include "UnitTest.h"
@@ -96,11 +95,8 @@ protected:
     // like main control keeps its services.
     static ICServiceBase* makeService(const std::string& key)
     {
-        std::list<ICServiceBase*> made;
-        CReflex<ICServiceBase>::create(key, made);
-        EXPECT_EQ(1u, made.size()) << key;
         static std::vector<std::unique_ptr<ICServiceBase>> s_keep;
-        s_keep.emplace_back(made.empty() ? nullptr : made.front());
+        s_keep.push_back(made<ICServiceBase>(key));
         return s_keep.back().get();
     }
 

@@ -21,6 +21,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/ipc/Reflex.h"
 #include "kit/ChildProcess.h"
 #include "kit/TempDir.h"
 #include "kit/TestMessages.h"
@@ -36,6 +37,17 @@ constexpr std::chrono::seconds kDeadline{5};
 inline bool eventually(const std::function<bool()>& cond)
 {
     return within(std::chrono::milliseconds(kDeadline).count(), cond);
+}
+
+// The one object the factory registry makes for key (null, and a failure,
+// when it makes another number).
+template <typename T>
+std::unique_ptr<T> made(const std::string& key)
+{
+    std::list<T*> made;
+    CReflex<T>::create(key, made);
+    EXPECT_EQ(1u, made.size()) << key;
+    return std::unique_ptr<T>(made.size() == 1 ? made.front() : nullptr);
 }
 
 inline void sleepMs(int ms)
