@@ -64,10 +64,10 @@
 //   STEP => STEP ...       the steps in turn (an input and what must come of it)
 //   N* STEP                the step (or chain) N times
 // TEXT takes the escapes of protobuf's text format (\n, \x07, \\).
-// BYTES, words separated by blanks: hex digits in pairs ("fd0300"), "text"
-// without blanks (escaped as above), a range "40..c1", a repeat "00*20" or
-// "\"Z\"*400", "~N" zeros up to N bytes in all, "??" any byte and a final
-// "..." any rest (the last two in expectations).
+// BYTES (kit/TestMessages.h), words separated by blanks: hex digits in pairs
+// ("fd0300"), "text" without blanks (escaped as above), a range "40..c1", a
+// repeat "00*20" or "\"Z\"*400", "~N" zeros up to N bytes in all, "??" any
+// byte and a final "..." any rest (the last two in expectations).
 // In every step {size} is the size of the last App message, {app}, {radio},
 // {xolt}, {protobuf} the ports, {pid}, {dir}, {config}, {json} (the
 // configuration's text), {gateway} what they say, and {u8@N} (s8, u16, i16,
