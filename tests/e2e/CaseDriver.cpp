@@ -352,7 +352,7 @@ private:
         if (form == nullptr || form->setting == m_started) {
             return fail(form == nullptr ? "unknown step" : "a setting after the first other step");
         }
-        const std::regex& words = s_compiled.emplace(form, form->words).first->second;
+        const std::regex& words = s_compiled.try_emplace(form, form->words).first->second;
         const std::string keyword = step.substr(0, step.find(' '));
         const std::string rest = keyword.size() < step.size() ? step.substr(keyword.size() + 1) : "";
         std::smatch m;
@@ -468,7 +468,7 @@ private:
             radioFrame(m[5].matched ? std::stoi(m[5]) : m_radioSeq++, std::stoi(m[2]), std::stoi(m[1]), std::stoi(m[3]),
                        std::vector<uint8_t>(payload.begin(), payload.end()), std::stoi(m[4]));
         std::copy(frame.begin() + 8, frame.begin() + std::min(frame.size(), 8 + m_record.size()), m_record.begin());
-        return h.sendFrame(frame) || fail("send failed");
+        return h.sendFrame(std::string(frame.begin(), frame.end())) || fail("send failed");
     }
 
     bool sendBytes(const std::string& keyword, const std::smatch& m)

@@ -47,7 +47,6 @@ public:
     bool start(const std::string& level = "Debug", const std::vector<std::string>& extraArgs = {});
 
     bool sendFrame(const std::string& bytes) { return radio.sendTo(xoltPort, bytes); }
-    bool sendFrame(const std::vector<uint8_t>& bytes) { return radio.sendTo(xoltPort, bytes); }
     bool sendEnvelope(const std::string& bytes) { return app.sendTo(protobufPort, bytes); }
     // Everything the gateway printed so far.
     std::string output() const { return readFile(outputPath); }
