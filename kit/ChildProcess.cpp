@@ -69,19 +69,16 @@ int CChildProcess::start(const std::vector<std::string>& argv, const TChildOptio
 
 int CChildProcess::waitExit(int timeoutMs)
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (m_pid > 0 && !m_exited) {
+    within(timeoutMs, [this] {
+        if (m_pid <= 0 || m_exited) {
+            return true;
+        }
         int status = 0;
         const pid_t r = waitpid(m_pid, &status, WNOHANG);
-        if (r == m_pid) {
-            m_exited = true;
-            m_status = status;
-        } else if ((r < 0 && errno != EINTR) || std::chrono::steady_clock::now() >= deadline) {
-            break;
-        } else {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-    }
+        m_exited = r == m_pid;
+        m_status = m_exited ? status : m_status;
+        return m_exited || (r < 0 && errno != EINTR);
+    });
     return m_exited ? m_status : -1;
 }
 
@@ -105,23 +102,21 @@ int CChildProcess::stop(int graceMs)
 
 CChildProcess::EPorts CChildProcess::holdPorts(const std::vector<uint16_t>& ports, int timeoutMs)
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (running() && std::chrono::steady_clock::now() < deadline) {
+    EPorts seen = E_PORTS_NOT_HELD;
+    within(timeoutMs, [&] {
         size_t mine = 0;
         for (const uint16_t port : ports) {
             const std::vector<pid_t> holders = CUdpPeer::holders(port); // one look for both questions
             if (std::find(holders.begin(), holders.end(), m_pid) != holders.end()) {
                 ++mine;
             } else if (!holders.empty()) {
-                return E_PORTS_TAKEN;
+                seen = E_PORTS_TAKEN;
             }
         }
-        if (mine == ports.size()) {
-            return E_PORTS_HELD;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return E_PORTS_NOT_HELD;
+        seen = mine == ports.size() ? E_PORTS_HELD : seen;
+        return seen != E_PORTS_NOT_HELD || !running();
+    });
+    return seen;
 }
 
 std::string CChildProcess::output() const
@@ -161,4 +156,16 @@ std::string describeExit(int status)
     return WIFEXITED(status)     ? "exit code " + std::to_string(WEXITSTATUS(status))
            : WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
                                  : "status " + std::to_string(status);
+}
+
+bool within(int timeoutMs, const std::function<bool()>& ok)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!ok()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
 }

@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -69,5 +70,9 @@ private:
 
 // "exit code 1", "signal 11": how a child ended, from its waitpid status.
 std::string describeExit(int status);
+
+// Polls every 5 ms until ok() holds, at most timeoutMs (0: looks once);
+// false if it never did.
+bool within(int timeoutMs, const std::function<bool()>& ok);
 
 #endif

@@ -5,16 +5,16 @@
 #include <string>
 #include <vector>
 
+#include "kit/TestMessages.h"
 #include "msgHandle/XoltProtocol.h"
-#include "quelby_protocol.pb.h"
 
-// Well-formed traffic of every kind the gateway handles, built with the
-// gateway's own link codec, link definitions and App protocol classes: one
-// radio-side frame per handled link msgid and sub-command, and one App
-// request per handled App id, each with what the gateway does with it. The
-// fuzz targets take it as their seed corpus, the soak test as the valid part
-// of its mix, and the benchmark builds its traffic with the same builders.
-// Stateless; every call returns new rows.
+// Well-formed traffic of every kind the gateway handles: one radio-side frame
+// per handled link msgid and sub-command, and one App request per handled App
+// id, each with what the gateway does with it (the nest commands' from the
+// gateway's own command table). The fuzz targets take it as their seed
+// corpus, the soak test as the valid part of its mix; the benchmark builds
+// its frames in place with the builder below and its envelopes with
+// fillAppEnvelope (TestMessages.h). Stateless; every call returns new rows.
 
 // Answer id of a message whose answer depends on earlier requests (the
 // calibration answer answers whichever request is pending) or is left to its
@@ -43,22 +43,12 @@ struct TSampleMessage {
     std::string answeredBy;
 };
 
-// A frame as the radio side sends it: sequence number seq, from sourceid to
-// DEV_APP, closed with msgid's CRC extra.
-std::string radioSideFrame(uint8_t seq, uint8_t sourceid, uint8_t msgid, const std::vector<uint8_t>& payload);
-// The same in a record whose payload of length bytes is already filled;
-// returns the frame's length at xolt_wire_bytes(&record).
+// Closes a frame as the radio side sends it (sequence number seq, from
+// sourceid to DEV_APP, msgid's CRC extra) in a record whose payload of
+// length bytes is already filled; returns its length at
+// xolt_wire_bytes(&record).
 uint16_t finishRadioSideFrame(xolt_message_head_t& record, uint8_t seq, uint8_t sourceid, uint8_t msgid,
                               uint16_t length);
-
-// An envelope as the App sends it: token "App", source 1, the head type, id
-// and sequence given, the body serialised into data.value (no body: data
-// unset).
-std::string appEnvelope(uint32_t messageId, int32_t sequence, const google::protobuf::Message* body = nullptr,
-                        int32_t headType = quelby::protocol::HEAD_TYPE_REQUEST);
-// The same into envelope, reusing its storage.
-void fillAppEnvelope(quelby::protocol::QuelbyMessage& envelope, uint32_t messageId, int32_t sequence,
-                     const google::protobuf::Message* body, int32_t headType = quelby::protocol::HEAD_TYPE_REQUEST);
 
 // Frames as the radio side sends them (sequence number seq).
 std::vector<TSampleMessage> sampleRadioFrames(uint8_t seq = 0);

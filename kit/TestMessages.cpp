@@ -1,33 +1,44 @@
 #include "kit/TestMessages.h"
 
+#include <google/protobuf/any.pb.h>
+#include <google/protobuf/text_format.h>
+
 #include <cstdio>
 #include <numeric>
+#include <regex>
+#include <sstream>
 
-std::string appRequest(uint32_t messageId, int32_t sequence, const google::protobuf::Message* body, int32_t headType,
-                       const std::string& token)
+namespace gp = google::protobuf;
+
+void fillAppEnvelope(quelby::protocol::QuelbyMessage& envelope, uint32_t messageId, int32_t sequence,
+                     const gp::Message* body, int32_t headType)
 {
-    quelby::protocol::QuelbyMessage envelope;
     quelby::protocol::CommonHead* head = envelope.mutable_head_data();
-    head->set_token(token);
+    head->set_token("App");
     head->set_head_type(headType);
     head->set_source_id(1);
     head->set_message_id(static_cast<quelby::protocol::MessageType>(messageId));
     head->set_message_sequence(sequence);
-    head->set_time_stamp(1);
     if (body != nullptr) {
-        envelope.mutable_data()->set_value(body->SerializeAsString());
+        body->SerializeToString(envelope.mutable_data()->mutable_value());
+    } else {
+        envelope.clear_data();
     }
+}
+
+std::string appRequest(uint32_t messageId, int32_t sequence, const gp::Message* body, int32_t headType,
+                       const std::string& token)
+{
+    quelby::protocol::QuelbyMessage envelope;
+    fillAppEnvelope(envelope, messageId, sequence, body, headType);
+    envelope.mutable_head_data()->set_token(token);
+    envelope.mutable_head_data()->set_time_stamp(1);
     return envelope.SerializeAsString();
 }
 
 bool parseEnvelope(const std::string& bytes, quelby::protocol::QuelbyMessage& out)
 {
     return out.ParseFromString(bytes);
-}
-
-bool parseBody(const quelby::protocol::QuelbyMessage& envelope, google::protobuf::Message& body)
-{
-    return body.ParseFromString(envelope.data().value());
 }
 
 uint16_t referenceCrc(const std::vector<uint8_t>& bytes)
@@ -57,14 +68,63 @@ std::vector<uint8_t> radioFrame(uint8_t seq, uint8_t destid, uint8_t sourceid, u
     return frame;
 }
 
-std::vector<uint8_t> bytes(std::initializer_list<int> values)
+std::unique_ptr<gp::Message> messageOf(const std::string& s)
 {
-    return std::vector<uint8_t>(values.begin(), values.end());
+    const size_t open = s.find('{'), close = s.rfind('}');
+    if (open == std::string::npos || close == std::string::npos || close < open) {
+        return nullptr;
+    }
+    std::istringstream words(s.substr(0, open));
+    std::string type;
+    words >> type;
+    const gp::Descriptor* d = gp::DescriptorPool::generated_pool()->FindMessageTypeByName("quelby.protocol." + type);
+    std::unique_ptr<gp::Message> m(d ? gp::MessageFactory::generated_factory()->GetPrototype(d)->New() : nullptr);
+    return m && gp::TextFormat::ParseFromString(s.substr(open + 1, close - open - 1), m.get()) ? std::move(m) : nullptr;
 }
 
-std::string bytesOf(const std::vector<uint8_t>& bytes)
+bool unescape(const std::string& quoted, std::string& out)
 {
-    return std::string(bytes.begin(), bytes.end());
+    gp::Any any;
+    const bool ok = gp::TextFormat::ParseFromString("value: " + quoted, &any);
+    out = any.value();
+    return ok;
+}
+
+bool parseBytes(const std::string& s, std::vector<int>& out)
+{
+    static const std::regex word(
+        R"((\.\.\.)|~(\d+)|([0-9a-f]{2})\.\.([0-9a-f]{2})|((?:[0-9a-f]{2}|\?\?)+|".*")(?:\*(\d+))?)",
+        std::regex::icase);
+    std::istringstream in(s);
+    std::smatch m;
+    for (std::string w, str; in >> w;) {
+        std::vector<int> unit;
+        if (!std::regex_match(w, m, word) || (w[0] == '"' && !unescape(m[5], str))) {
+            return false;
+        } else if (m[1].matched || m[2].matched) {
+            m[1].matched ? out.push_back(-2) : out.resize(std::stoul(m[2]), 0);
+        } else if (m[3].matched) {
+            for (int b = std::stoi(m[3], nullptr, 16); b <= std::stoi(m[4], nullptr, 16); ++b) {
+                out.push_back(b);
+            }
+        }
+        for (unsigned char c : w[0] == '"' ? str : "") {
+            unit.push_back(c);
+        }
+        for (size_t k = 0; m[5].matched && w[0] != '"' && k < static_cast<size_t>(m[5].length()); k += 2) {
+            unit.push_back(w[k] == '?' ? -1 : std::stoi(w.substr(k, 2), nullptr, 16));
+        }
+        for (unsigned long n = m[6].matched ? std::stoul(m[6]) : 1; n > 0; --n) {
+            out.insert(out.end(), unit.begin(), unit.end());
+        }
+    }
+    return true;
+}
+
+std::string bytesOf(const std::string& text)
+{
+    std::vector<int> bytes;
+    return parseBytes(text, bytes) ? std::string(bytes.begin(), bytes.end()) : "";
 }
 
 std::string hexOf(const std::string& bytes)

@@ -155,11 +155,6 @@ bool CUdpPeer::sendTo(uint16_t port, const std::string& bytes)
     return sendTo(loopback(port), reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()) == 0;
 }
 
-bool CUdpPeer::sendTo(uint16_t port, const std::vector<uint8_t>& bytes)
-{
-    return sendTo(loopback(port), bytes.data(), bytes.size()) == 0;
-}
-
 int CUdpPeer::receive(uint8_t* buffer, size_t capacity, int timeoutMs, sockaddr_in& from)
 {
     pollfd pfd{m_fd, POLLIN, 0};

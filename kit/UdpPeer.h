@@ -51,7 +51,6 @@ public:
     // 0 when the whole datagram was sent, -1 otherwise.
     int sendTo(const sockaddr_in& to, const uint8_t* data, size_t length);
     bool sendTo(uint16_t port, const std::string& bytes);
-    bool sendTo(uint16_t port, const std::vector<uint8_t>& bytes);
     // Waits up to timeoutMs (0: just looks) for one datagram. Returns its
     // length, 0 when none came, -1 on an error; from is the sender.
     int receive(uint8_t* buffer, size_t capacity, int timeoutMs, sockaddr_in& from);

@@ -64,10 +64,10 @@
 //   STEP => STEP ...       the steps in turn (an input and what must come of it)
 //   N* STEP                the step (or chain) N times
 // TEXT takes the escapes of protobuf's text format (\n, \x07, \\).
-// BYTES, words separated by blanks: hex digits in pairs ("fd0300"), "text"
-// without blanks (escaped as above), a range "40..c1", a repeat "00*20" or
-// "\"Z\"*400", "~N" zeros up to N bytes in all, "??" any byte and a final
-// "..." any rest (the last two in expectations).
+// BYTES (kit/TestMessages.h), words separated by blanks: hex digits in pairs
+// ("fd0300"), "text" without blanks (escaped as above), a range "40..c1", a
+// repeat "00*20" or "\"Z\"*400", "~N" zeros up to N bytes in all, "??" any
+// byte and a final "..." any rest (the last two in expectations).
 // In every step {size} is the size of the last App message, {app}, {radio},
 // {xolt}, {protobuf} the ports, {pid}, {dir}, {config}, {json} (the
 // configuration's text), {gateway} what they say, and {u8@N} (s8, u16, i16,
@@ -75,16 +75,12 @@
 // record as the frames sent so far left it: payload, CRC, older bytes.
 #include <gtest/gtest.h>
 
-#include <google/protobuf/any.pb.h>
-#include <google/protobuf/text_format.h>
 #include <google/protobuf/util/message_differencer.h>
 
 #include <chrono>
 #include <csignal>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <regex>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -179,15 +175,6 @@ std::vector<Section> readCases(const std::string& dir)
     return sections;
 }
 
-// A quoted string as protobuf's text format reads one.
-bool unescape(const std::string& quoted, std::string& out)
-{
-    gp::Any any;
-    const bool ok = gp::TextFormat::ParseFromString("value: " + quoted, &any);
-    out = any.value();
-    return ok;
-}
-
 // TEXT of a step: the escapes of a quoted string, without its quotes.
 std::string text(const std::string& s)
 {
@@ -195,63 +182,17 @@ std::string text(const std::string& s)
     return unescape("\"" + std::regex_replace(s, std::regex("\""), "\\\"") + "\"", out) ? out : s;
 }
 
-// BYTES as above; -1 stands for any byte, -2 for any rest.
-bool parseBytesOnce(const std::string& s, std::vector<int>& out)
-{
-    static const std::regex word(
-        R"((\.\.\.)|~(\d+)|([0-9a-f]{2})\.\.([0-9a-f]{2})|((?:[0-9a-f]{2}|\?\?)+|".*")(?:\*(\d+))?)",
-        std::regex::icase);
-    std::istringstream in(s);
-    std::smatch m;
-    for (std::string w, str; in >> w;) {
-        std::vector<int> unit;
-        if (!std::regex_match(w, m, word) || (w[0] == '"' && !unescape(m[5], str))) {
-            return false;
-        } else if (m[1].matched || m[2].matched) {
-            m[1].matched ? out.push_back(-2) : out.resize(std::stoul(m[2]), 0);
-        } else if (m[3].matched) {
-            for (int b = std::stoi(m[3], nullptr, 16); b <= std::stoi(m[4], nullptr, 16); ++b) {
-                out.push_back(b);
-            }
-        }
-        for (unsigned char c : w[0] == '"' ? str : "") {
-            unit.push_back(c);
-        }
-        for (size_t k = 0; m[5].matched && w[0] != '"' && k < static_cast<size_t>(m[5].length()); k += 2) {
-            unit.push_back(w[k] == '?' ? -1 : std::stoi(w.substr(k, 2), nullptr, 16));
-        }
-        for (unsigned long n = m[6].matched ? std::stoul(m[6]) : 1; n > 0; --n) {
-            out.insert(out.end(), unit.begin(), unit.end());
-        }
-    }
-    return true;
-}
-
-// The same, remembered: steps repeated thousands of times give the same texts.
-bool parseBytes(const std::string& s, std::vector<int>& out)
+// BYTES, parsed once: steps repeated thousands of times give the same texts.
+bool bytesOfStep(const std::string& s, std::vector<int>& out)
 {
     static std::map<std::string, std::pair<bool, std::vector<int>>> s_seen;
-    const auto seen = s_seen.find(s);
-    if (seen != s_seen.end()) {
-        out = seen->second.second;
-        return seen->second.first;
+    auto seen = s_seen.find(s);
+    if (seen == s_seen.end()) {
+        seen = s_seen.emplace(s, std::pair<bool, std::vector<int>>()).first;
+        seen->second.first = parseBytes(s, seen->second.second);
     }
-    std::pair<bool, std::vector<int>>& result = s_seen[s];
-    result.first = parseBytesOnce(s, result.second);
-    out = result.second;
-    return result.first;
-}
-
-// "TYPE {TEXT}" as a message of that type, or nothing.
-std::unique_ptr<gp::Message> parseMessage(const std::string& s)
-{
-    const size_t open = s.find('{'), close = s.rfind('}');
-    const gp::Descriptor* d =
-        open < close && close != std::string::npos
-            ? gp::DescriptorPool::generated_pool()->FindMessageTypeByName("quelby.protocol." + trim(s.substr(0, open)))
-            : nullptr;
-    std::unique_ptr<gp::Message> m(d ? gp::MessageFactory::generated_factory()->GetPrototype(d)->New() : nullptr);
-    return m && gp::TextFormat::ParseFromString(s.substr(open + 1, close - open - 1), m.get()) ? std::move(m) : nullptr;
+    out = seen->second.second;
+    return seen->second.first;
 }
 
 bool messageId(const std::string& w, uint32_t& id)
@@ -297,38 +238,24 @@ int signalNumber(const std::string& name)
     return (m[1] == "MIN" ? SIGRTMIN : SIGRTMAX) + offset;
 }
 
-// The signals NAME... as a set; "A..B" stands for A to B. False at a word
+// The signals NAME..., in turn; "A..B" stands for A to B. Empty at a word
 // that names none.
-bool signalSet(std::istream& names, sigset_t& set)
+std::vector<int> signalList(const std::string& names)
 {
-    sigemptyset(&set);
-    for (std::string word; names >> word;) {
+    std::istringstream words(names);
+    std::vector<int> out;
+    for (std::string word; words >> word;) {
         const size_t dots = word.find("..");
         const int first = signalNumber(word.substr(0, dots));
         const int last = dots == std::string::npos ? first : signalNumber(word.substr(dots + 2));
-        for (int sig = first; sig <= last && first != 0; ++sig) {
-            sigaddset(&set, sig);
-        }
         if (first == 0 || last < first) {
-            return false;
+            return {};
+        }
+        for (int sig = first; sig <= last; ++sig) {
+            out.push_back(sig);
         }
     }
-    return true;
-}
-
-// The set of a SigBlk line of /proc/PID/task/TID/status (bit n-1 for signal n).
-sigset_t blockedOf(const std::string& status)
-{
-    sigset_t set;
-    sigemptyset(&set);
-    const size_t at = status.find("SigBlk:");
-    const uint64_t bits = at == std::string::npos ? 0 : std::stoull(status.substr(at + 7), nullptr, 16);
-    for (int sig = 1; sig <= 64; ++sig) {
-        if (bits >> (sig - 1) & 1) {
-            sigaddset(&set, sig);
-        }
-    }
-    return set;
+    return out;
 }
 
 // One section against one gateway.
@@ -349,50 +276,96 @@ public:
             testing::ScopedTrace trace(m_section.file.c_str(), step.line, step.text);
             std::smatch m;
             const bool repeated = std::regex_match(step.text, m, times);
+            const TForm* form = formOf(step.text);
             if (!m_started && step.text == "native" && getenv("LUMBRIX_EXEC_WRAPPER") != nullptr) {
                 GTEST_SKIP() << "a native gateway only";
-            } else if (!m_started && setting(step.text)) {
-                continue;
-            } else if (!m_started && !(m_started = true, start())) {
+            } else if (!m_started && !(form != nullptr && form->setting) && !(m_started = true, start())) {
                 return;
             }
+            // A setting expands its own words.
             for (int n = repeated ? std::stoi(m[1]) : 1; n > 0; --n) {
-                if (!one(expand(repeated ? m[2].str() : step.text))) {
+                if (!one(form != nullptr && form->setting ? step.text : expand(repeated ? m[2].str() : step.text))) {
                     return;
                 }
             }
         }
         testing::ScopedTrace trace(m_section.file.c_str(), m_section.line, "end of the section");
-        quiet("");
+        quiet("", std::smatch());
     }
 
 private:
+    // A step: what follows its keyword (a regular expression whose groups
+    // the step reads), whether it is a setting, and what it does.
+    struct TForm {
+        const char* words;
+        bool setting;
+        bool (CaseRun::*run)(const std::string& keyword, const std::smatch& m);
+    };
+
+    static const TForm* formOf(const std::string& step)
+    {
+        static const std::map<std::string, TForm> s_forms = {
+            {"native", {"", true, &CaseRun::setting}},
+            {"level", {R"((\w+))", true, &CaseRun::setting}},
+            {"args", {"(.+)", true, &CaseRun::setting}},
+            {"argv", {"(.*)", true, &CaseRun::setting}},
+            {"file", {R"((\S+) (.*))", true, &CaseRun::setting}},
+            {"config", {"(.+)", true, &CaseRun::setting}},
+            {"app", {R"((\S+) (-?\d+)(?: head (\d+))?(?: token (\S+))?(?: data (".*")| (.+))?)", false, &CaseRun::app}},
+            {"app-bytes", {"(.*)", false, &CaseRun::sendBytes}},
+            {"radio", {R"((\d+)>(\d+) (\d+)/(\d+)(?: seq (\d+))?(?: : (.*))?)", false, &CaseRun::radio}},
+            {"radio-bytes", {"(.*)", false, &CaseRun::sendBytes}},
+            {"to-radio", {"(.*)", false, &CaseRun::toRadio}},
+            {"to-app", {R"((\S+) (\d+) (-?\d+)(?: token (\S+))?(?: (.+))?)", false, &CaseRun::toApp}},
+            {"quiet", {"(app|radio)?", false, &CaseRun::quiet}},
+            {"log", {R"((\w+) (\S+) (.+))", false, &CaseRun::lines}},
+            {"out", {"(.+)", false, &CaseRun::lines}},
+            {"no", {"(.+)", false, &CaseRun::lines}},
+            {"count", {R"((\d+) (.+))", false, &CaseRun::count}},
+            {"match", {"(.+)", false, &CaseRun::match}},
+            {"mark", {"", false, &CaseRun::mark}},
+            {"in", {R"((\S+) (.+))", false, &CaseRun::inFile}},
+            {"alive", {"", false, &CaseRun::alive}},
+            {"signal", {R"((\S+))", false, &CaseRun::signal}},
+            {"storm", {R"((\d+) (.+))", false, &CaseRun::storm}},
+            {"calm", {"", false, &CaseRun::storm}},
+            {"threads", {R"((\d+) (.+))", false, &CaseRun::threads}},
+            {"fsize", {R"((\d+))", false, &CaseRun::fileSizeLimit}},
+            {"exits", {R"((\d+))", false, &CaseRun::ends}},
+            {"killed", {R"((\S+))", false, &CaseRun::ends}},
+            {"runs", {R"((\d+))", false, &CaseRun::runs}},
+        };
+        const auto found = s_forms.find(step.substr(0, step.find(' ')));
+        return found == s_forms.end() ? nullptr : &found->second;
+    }
+
+    // A step, or a chain of them: its words are matched against its form,
+    // then it runs.
+    bool one(const std::string& step)
+    {
+        const size_t chain = step.find(" => ");
+        if (chain != std::string::npos) {
+            return one(step.substr(0, chain)) && one(step.substr(chain + 4));
+        }
+        static std::map<const TForm*, std::regex> s_compiled;
+        const TForm* form = formOf(step);
+        if (form == nullptr || form->setting == m_started) {
+            return fail(form == nullptr ? "unknown step" : "a setting after the first other step");
+        }
+        const std::regex& words = s_compiled.try_emplace(form, form->words).first->second;
+        const std::string keyword = step.substr(0, step.find(' '));
+        const std::string rest = keyword.size() < step.size() ? step.substr(keyword.size() + 1) : "";
+        std::smatch m;
+        return std::regex_match(rest, m, words) ? (this->*form->run)(keyword, m)
+                                                : fail("not of the form: " + keyword + " " + form->words);
+    }
+
     bool fail(const std::string& why)
     {
         const std::string out = h.output();
         ADD_FAILURE() << why << "\n--- gateway output (end):\n"
                       << out.substr(out.size() > 3000 ? out.size() - 3000 : 0);
         return false;
-    }
-
-    bool setting(const std::string& step)
-    {
-        std::istringstream in(step);
-        std::string keyword, word;
-        in >> keyword;
-        if (keyword == "level") {
-            in >> m_level;
-        } else if (keyword == "args" || keyword == "argv") {
-            for (m_argv = keyword == "argv"; in >> word;) {
-                m_args.push_back(expand(word));
-            }
-        } else if (keyword == "file" && in >> word) {
-            writeFile(h.dir.file(word), expand(trim(step.substr(step.find(word) + word.size()))));
-        } else if (keyword == "config") {
-            h.extraConfig = expand(trim(step.substr(keyword.size())));
-        }
-        return keyword == "level" || keyword == "args" || keyword == "argv" || keyword == "file" ||
-               keyword == "native" || keyword == "config";
     }
 
     bool start()
@@ -447,111 +420,34 @@ private:
         return out.append(step, last, std::string::npos);
     }
 
-    bool one(const std::string& step)
+    // Settings; each expands its own words.
+    bool setting(const std::string& keyword, const std::smatch& m)
     {
-        if (step.find(" => ") != std::string::npos) {
-            return one(step.substr(0, step.find(" => "))) && one(step.substr(step.find(" => ") + 4));
-        }
-        const std::string keyword = step.substr(0, step.find(' '));
-        const std::string rest = keyword.size() < step.size() ? step.substr(keyword.size() + 1) : "";
-        std::vector<int> bytes;
-        if (keyword == "app") {
-            return sendApp(rest);
-        } else if (keyword == "radio") {
-            return sendRadio(rest);
-        } else if (keyword == "app-bytes" || keyword == "radio-bytes") {
-            const bool ok = parseBytes(rest, bytes);
-            const std::string datagram(bytes.begin(), bytes.end());
-            return (ok && (keyword == "app-bytes" ? h.sendEnvelope(datagram) : h.sendFrame(datagram))) ||
-                   fail("bad bytes");
-        } else if (keyword == "to-radio") {
-            return toRadio(rest);
-        } else if (keyword == "to-app") {
-            return toApp(rest);
-        } else if (keyword == "quiet") {
-            return quiet(rest);
-        } else if (keyword == "log" || keyword == "out" || keyword == "no") {
-            std::istringstream in(rest);
-            std::string level, file;
-            if (keyword == "log") {
-                in >> level >> file;
+        std::istringstream words(m.size() > 1 ? m[1].str() : "");
+        if (keyword == "level") {
+            m_level = m[1];
+        } else if (keyword == "args" || keyword == "argv") {
+            m_argv = keyword == "argv";
+            for (std::string word; words >> word;) {
+                m_args.push_back(expand(word));
             }
-            std::string all = rest.substr(std::min(rest.size(), level.size() + file.size() + (keyword == "log") * 2));
-            for (size_t bar; !all.empty(); all = bar == std::string::npos ? "" : all.substr(bar + 3)) {
-                const std::string one = text(all.substr(0, bar = all.find(" | ")));
-                auto found = [&] {
-                    const std::string out = h.output().substr(m_mark);
-                    return keyword == "log" ? hasLogLine(out, level, file, one) : out.find(one) != std::string::npos;
-                };
-                if (keyword == "no" ? found() : !within(2000, found)) {
-                    return fail(keyword + " " + level + " " + file + " " + one);
-                }
-            }
-            return true;
-        } else if (keyword == "count") {
-            const size_t n = std::stoul(rest);
-            const std::string what = text(rest.substr(rest.find(' ') + 1));
-            auto count = [&] {
-                const std::string out = h.output().substr(m_mark);
-                size_t c = 0;
-                for (size_t at = out.find(what); at != std::string::npos; at = out.find(what, at + what.size())) {
-                    ++c;
-                }
-                return c;
-            };
-            within(2000, [&] { return count() >= n; });
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-            return count() == n || fail(std::to_string(count()) + " times, not " + std::to_string(n) + ": " + what);
-        } else if (keyword == "match") {
-            const std::regex pattern(rest);
-            return within(2000, [&] { return std::regex_search(h.output().substr(m_mark), pattern); }) ||
-                   fail("no match for " + rest);
-        } else if (keyword == "mark") {
-            m_mark = h.output().size();
-            return true;
-        } else if (keyword == "in") {
-            const std::string file = rest.substr(0, rest.find(' ')), what = text(rest.substr(file.size() + 1));
-            return within(2000, [&] { return readFile(h.dir.file(file)).find(what) != std::string::npos; }) ||
-                   fail(file + " does not hold: " + what);
-        } else if (keyword == "alive") {
-            return one("radio 14>32 144/224 : 04 00*7") &&
-                   one("to-app RC_HARDWARE_BUTTON_INFO_NTFY 4 0 RCHardwareButtonInfoNtfy"
-                       " {buttontype: RC_BUTTON_TYPE_PHOTO buttonstate: RC_BUTTON_STATE_CLICK}") &&
-                   one("app DRONE_UTC_TIME_SYNC_NTFY 0 DroneUTCTimeSync {gps_time: 1}") &&
-                   one("to-radio fd 08 00 ?? 0e 20 18 ?? 01 00*7 ????");
-        } else if (keyword == "signal" && signalNumber(rest) != 0) {
-            h.process->signal(signalNumber(rest));
-            return true;
-        } else if (keyword == "storm" || keyword == "calm") {
-            return storm(rest);
-        } else if (keyword == "threads") {
-            return threads(rest);
-        } else if (keyword == "fsize") {
-            return fileSizeLimit(std::stoll(rest));
-        } else if (keyword == "exits" || keyword == "killed") {
-            const int status = h.process->waitExit(5000);
-            h.process.reset(); // an end that was expected
-            return (status != -1 &&
-                    (keyword == "exits" ? WIFEXITED(status) && WEXITSTATUS(status) == std::stoi(rest)
-                                        : WIFSIGNALED(status) && WTERMSIG(status) == signalNumber(rest))) ||
-                   fail(status == -1 ? "still running" : "ended with " + describeExit(status));
-        } else if (keyword == "runs") {
-            return h.process->waitExit(std::stoi(rest)) == -1 ||
-                   fail("ended with " + describeExit(h.process->waitExit(0)));
+        } else if (keyword == "file") {
+            return writeFile(h.dir.file(m[1]), expand(m[2])) || fail("cannot write " + m[1].str());
+        } else if (keyword == "config") {
+            h.extraConfig = expand(m[1]);
         }
-        return fail("unknown step");
+        return true;
     }
 
-    bool sendApp(const std::string& rest)
+    // Input.
+    bool app(const std::string&, const std::smatch& m)
     {
-        static const std::regex form(R"((\S+) (-?\d+)(?: head (\d+))?(?: token (\S+))?(?: data (".*")| (.+))?)");
-        std::smatch m;
         uint32_t id = 0;
         std::unique_ptr<gp::Message> body;
         std::string value;
-        if (!std::regex_match(rest, m, form) || !messageId(m[1], id) || (m[5].matched && !unescape(m[5], value)) ||
-            (m[6].matched && !(body = parseMessage(m[6])))) {
-            return fail("app ID SEQ [head H] [token T] [TYPE {TEXT} | data \"BYTES\"]");
+        if (!messageId(m[1], id) || (m[5].matched && !unescape(m[5], value)) ||
+            (m[6].matched && !(body = messageOf(m[6])))) {
+            return fail("no such App message id, or a body or data that does not parse");
         }
         qp::QuelbyMessage envelope;
         envelope.ParseFromString(appRequest(id, std::stoi(m[2]), body.get(), m[3].matched ? std::stoi(m[3]) : 1,
@@ -562,26 +458,33 @@ private:
         return h.sendEnvelope(envelope.SerializeAsString()) || fail("send failed");
     }
 
-    bool sendRadio(const std::string& rest)
+    bool radio(const std::string&, const std::smatch& m)
     {
-        static const std::regex form(R"((\d+)>(\d+) (\d+)/(\d+)(?: seq (\d+))?(?: : (.*))?)");
-        std::smatch m;
         std::vector<int> payload;
-        if (!std::regex_match(rest, m, form) || !parseBytes(m[6], payload)) {
-            return fail("radio S>D MSGID/EXTRA [seq N] [: BYTES]");
+        if (!bytesOfStep(m[6], payload)) {
+            return fail("bad bytes");
         }
         const std::vector<uint8_t> frame =
             radioFrame(m[5].matched ? std::stoi(m[5]) : m_radioSeq++, std::stoi(m[2]), std::stoi(m[1]), std::stoi(m[3]),
                        std::vector<uint8_t>(payload.begin(), payload.end()), std::stoi(m[4]));
         std::copy(frame.begin() + 8, frame.begin() + std::min(frame.size(), 8 + m_record.size()), m_record.begin());
-        return h.sendFrame(frame) || fail("send failed");
+        return h.sendFrame(std::string(frame.begin(), frame.end())) || fail("send failed");
     }
 
-    bool toRadio(const std::string& rest)
+    bool sendBytes(const std::string& keyword, const std::smatch& m)
+    {
+        std::vector<int> bytes;
+        const bool ok = bytesOfStep(m[1], bytes);
+        const std::string datagram(bytes.begin(), bytes.end());
+        return (ok && (keyword == "app-bytes" ? h.sendEnvelope(datagram) : h.sendFrame(datagram))) || fail("bad bytes");
+    }
+
+    // Expectations.
+    bool toRadio(const std::string&, const std::smatch& m)
     {
         std::vector<int> want;
         std::string got;
-        if (!parseBytes(rest, want) || !h.radio.receive(got, 2000)) {
+        if (!bytesOfStep(m[1], want) || !h.radio.receive(got, 2000)) {
             return fail("bad bytes, or no frame to the radio side");
         }
         bool same = got.size() == want.size() || (!want.empty() && want.back() == -2);
@@ -591,16 +494,14 @@ private:
         return same || fail("frame to the radio side: " + hexOf(got));
     }
 
-    bool toApp(const std::string& rest)
+    bool toApp(const std::string&, const std::smatch& m)
     {
-        static const std::regex form(R"((\S+) (\d+) (-?\d+)(?: token (\S+))?(?: (.+))?)");
-        std::smatch m;
         uint32_t id = 0;
         std::string datagram;
         qp::QuelbyMessage envelope;
         const int64_t before = wallMs();
-        if (!std::regex_match(rest, m, form) || !messageId(m[1], id)) {
-            return fail("to-app ID HEAD SEQ [token T] [TYPE {TEXT} [> TYPE2 {TEXT2}]]");
+        if (!messageId(m[1], id)) {
+            return fail("no such App message id");
         } else if (!h.app.receive(datagram, 2000) || !envelope.ParseFromString(datagram)) {
             return fail("no App message, or not an envelope: " + hexOf(datagram));
         }
@@ -615,7 +516,7 @@ private:
         }
         std::string value = envelope.data().value(), body = m[5];
         for (size_t next; !body.empty(); body = next == std::string::npos ? "" : body.substr(next + 3)) {
-            std::unique_ptr<gp::Message> want = parseMessage(body.substr(0, next = body.find(" > ")));
+            std::unique_ptr<gp::Message> want = messageOf(body.substr(0, next = body.find(" > ")));
             std::unique_ptr<gp::Message> got(want ? want->New() : nullptr);
             if (!got || !got->ParseFromString(value)) {
                 return fail("bad body, or the App message's is not one: " + hexOf(value));
@@ -631,21 +532,103 @@ private:
         return true;
     }
 
-    // storm N NAME...: the sender thread starts; calm (no words): it has ended.
-    bool storm(const std::string& rest)
+    bool quiet(const std::string&, const std::smatch& m)
+    {
+        const std::string side = m.empty() ? "" : m[1].str();
+        std::string got;
+        for (int i = 0; i < 10; ++i) {
+            if ((side != "radio" && h.app.receive(got, 5)) || (side != "app" && h.radio.receive(got, 5))) {
+                return fail("unexpected datagram: " + hexOf(got));
+            }
+        }
+        return true;
+    }
+
+    // The output since the mark.
+    std::string output() const { return h.output().substr(m_mark); }
+
+    // log, out, no: each TEXT, " | " between them.
+    bool lines(const std::string& keyword, const std::smatch& m)
+    {
+        const bool log = keyword == "log";
+        std::string all = m[log ? 3 : 1];
+        for (size_t bar; !all.empty(); all = bar == std::string::npos ? "" : all.substr(bar + 3)) {
+            const std::string one = text(all.substr(0, bar = all.find(" | ")));
+            auto found = [&] {
+                return log ? hasLogLine(output(), m[1], m[2], one) : output().find(one) != std::string::npos;
+            };
+            if (keyword == "no" ? found() : !within(2000, found)) {
+                return fail(keyword + " " + (log ? m[1].str() + " " + m[2].str() + " " : "") + one);
+            }
+        }
+        return true;
+    }
+
+    bool count(const std::string&, const std::smatch& m)
+    {
+        const size_t n = std::stoul(m[1]);
+        const std::string what = text(m[2]);
+        auto count = [&] {
+            const std::string out = output();
+            size_t c = 0;
+            for (size_t at = out.find(what); at != std::string::npos; at = out.find(what, at + what.size())) {
+                ++c;
+            }
+            return c;
+        };
+        within(2000, [&] { return count() >= n; });
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        return count() == n || fail(std::to_string(count()) + " times, not " + std::to_string(n) + ": " + what);
+    }
+
+    bool match(const std::string&, const std::smatch& m)
+    {
+        const std::regex pattern(m[1].str());
+        return within(2000, [&] { return std::regex_search(output(), pattern); }) || fail("no match for " + m[1].str());
+    }
+
+    bool mark(const std::string&, const std::smatch&)
+    {
+        m_mark = h.output().size();
+        return true;
+    }
+
+    bool inFile(const std::string&, const std::smatch& m)
+    {
+        const std::string what = text(m[2]);
+        return within(2000, [&] { return readFile(h.dir.file(m[1])).find(what) != std::string::npos; }) ||
+               fail(m[1].str() + " does not hold: " + what);
+    }
+
+    bool alive(const std::string&, const std::smatch&)
+    {
+        return one("radio 14>32 144/224 : 04 00*7") &&
+               one("to-app RC_HARDWARE_BUTTON_INFO_NTFY 4 0 RCHardwareButtonInfoNtfy"
+                   " {buttontype: RC_BUTTON_TYPE_PHOTO buttonstate: RC_BUTTON_STATE_CLICK}") &&
+               one("app DRONE_UTC_TIME_SYNC_NTFY 0 DroneUTCTimeSync {gps_time: 1}") &&
+               one("to-radio fd 08 00 ?? 0e 20 18 ?? 01 00*7 ????");
+    }
+
+    // The gateway's process.
+    bool signal(const std::string&, const std::smatch& m)
+    {
+        const int sig = signalNumber(m[1]);
+        if (sig != 0) {
+            h.process->signal(sig);
+        }
+        return sig != 0 || fail("no such signal");
+    }
+
+    // storm N NAME...: the sender thread starts; calm: it has ended.
+    bool storm(const std::string& keyword, const std::smatch& m)
     {
         if (m_storm.joinable()) {
             m_storm.join();
         }
-        std::istringstream in(rest);
-        int count = 0;
-        std::vector<int> kinds;
-        in >> count;
-        for (std::string name; in >> name;) {
-            kinds.push_back(signalNumber(name));
-        }
-        if (std::count(kinds.begin(), kinds.end(), 0) != 0 || (count > 0 && kinds.empty())) {
-            return fail("storm N NAME...");
+        const int count = keyword == "storm" ? std::stoi(m[1]) : 0;
+        const std::vector<int> kinds = signalList(count > 0 ? m[2].str() : "");
+        if (count > 0 && kinds.empty()) {
+            return fail("no such signal");
         }
         const pid_t pid = h.process->pid();
         m_storm = count == 0 ? std::thread() : std::thread([pid, count, kinds] {
@@ -657,13 +640,13 @@ private:
         return true;
     }
 
-    bool threads(const std::string& rest)
+    // Every thread but the main one blocks exactly the signals named: bit
+    // n-1 of the SigBlk line of /proc/PID/task/TID/status for signal n.
+    bool threads(const std::string&, const std::smatch& m)
     {
-        std::istringstream in(rest);
-        size_t count = 0;
-        sigset_t want;
-        if (!(in >> count) || !signalSet(in, want)) {
-            return fail("threads N NAME...");
+        uint64_t want = 0;
+        for (int sig : signalList(m[2])) {
+            want |= uint64_t{1} << (sig - 1);
         }
         const std::string task = "/proc/" + std::to_string(h.process->pid()) + "/task/";
         std::vector<std::string> tids;
@@ -671,15 +654,17 @@ private:
         for (const auto& entry : std::filesystem::directory_iterator(task, error)) {
             tids.push_back(entry.path().filename());
         }
-        if (tids.size() != count) {
-            return fail(std::to_string(tids.size()) + " threads");
+        if (want == 0 || tids.size() != std::stoul(m[1])) {
+            return fail(std::to_string(tids.size()) + " threads, or no such signal");
         }
         for (const std::string& tid : tids) {
-            const sigset_t got = blockedOf(readFile(task + tid + "/status"));
+            const std::string status = readFile(task + tid + "/status");
+            const size_t at = status.find("SigBlk:");
+            const uint64_t got = at == std::string::npos ? 0 : std::stoull(status.substr(at + 7), nullptr, 16);
             for (int sig = 1; sig <= 64 && tid != std::to_string(h.process->pid()); ++sig) {
-                if (sigismember(&got, sig) != sigismember(&want, sig)) {
-                    return fail("thread " + tid + (sigismember(&got, sig) ? " blocks " : " does not block ") +
-                                "signal " + std::to_string(sig));
+                if ((got >> (sig - 1) & 1) != (want >> (sig - 1) & 1)) {
+                    return fail("thread " + tid + (got >> (sig - 1) & 1 ? " blocks " : " does not block ") + "signal " +
+                                std::to_string(sig));
                 }
             }
         }
@@ -689,24 +674,28 @@ private:
     // The output file is written as often as the log file (every line goes
     // to both) and is unbuffered: the log, padded past it, reaches the limit
     // first, and with a write of the thread that logs.
-    bool fileSizeLimit(long long past)
+    bool fileSizeLimit(const std::string&, const std::smatch& m)
     {
         const std::string output = h.output();
         std::ofstream(h.logPath, std::ios::app) << std::string(output.size() + 65536, '.') << "\n";
-        const rlimit limit{static_cast<rlim_t>(std::filesystem::file_size(h.logPath) + past),
-                           static_cast<rlim_t>(std::filesystem::file_size(h.logPath) + past)};
-        return prlimit(h.process->pid(), RLIMIT_FSIZE, &limit, nullptr) == 0 || fail("prlimit");
+        const rlim_t limit = std::filesystem::file_size(h.logPath) + std::stoull(m[1]);
+        const rlimit both{limit, limit};
+        return prlimit(h.process->pid(), RLIMIT_FSIZE, &both, nullptr) == 0 || fail("prlimit");
     }
 
-    bool quiet(const std::string& side)
+    // exits CODE, killed NAME.
+    bool ends(const std::string& keyword, const std::smatch& m)
     {
-        std::string got;
-        for (int i = 0; i < 10; ++i) {
-            if ((side != "radio" && h.app.receive(got, 5)) || (side != "app" && h.radio.receive(got, 5))) {
-                return fail("unexpected datagram: " + hexOf(got));
-            }
-        }
-        return true;
+        const int status = h.process->waitExit(5000);
+        h.process.reset(); // an end that was expected
+        return (status != -1 && (keyword == "exits" ? WIFEXITED(status) && WEXITSTATUS(status) == std::stoi(m[1])
+                                                    : WIFSIGNALED(status) && WTERMSIG(status) == signalNumber(m[1]))) ||
+               fail(status == -1 ? "still running" : "ended with " + describeExit(status));
+    }
+
+    bool runs(const std::string&, const std::smatch& m)
+    {
+        return h.process->waitExit(std::stoi(m[1])) == -1 || fail("ended with " + describeExit(h.process->waitExit(0)));
     }
 
     static int64_t wallMs()

@@ -47,18 +47,6 @@ uint64_t envNumber(const char* name, uint64_t fallback)
     return v != nullptr && *v != '\0' ? strtoull(v, nullptr, 10) : fallback;
 }
 
-long residentKiB(pid_t pid)
-{
-    std::ifstream in("/proc/" + std::to_string(pid) + "/status");
-    std::string line;
-    while (std::getline(in, line)) {
-        if (line.rfind("VmRSS:", 0) == 0) {
-            return strtol(line.c_str() + 6, nullptr, 10);
-        }
-    }
-    return -1;
-}
-
 qp::CommonHead headOf(const std::string& bytes)
 {
     qp::QuelbyMessage envelope;
@@ -228,8 +216,7 @@ TEST_F(CSoak, DatagramsThenEveryFamilyAnswers)
     const uint64_t total = envNumber("SOAK_DATAGRAMS", 1000000);
     const auto start = Clock::now();
     const auto deadline = start + std::chrono::seconds(envNumber("SOAK_SECONDS", 1800));
-    const pid_t pid = h.process->pid();
-    const long rssAtStart = residentKiB(pid);
+    const long rssAtStart = h.process->statusKiB("VmRSS");
     long rssBaseline = -1;
     uint64_t sent = 0;
     while (sent < total && Clock::now() < deadline) {
@@ -242,7 +229,7 @@ TEST_F(CSoak, DatagramsThenEveryFamilyAnswers)
         }
         ASSERT_TRUE(ping()) << "no answer to the ping after " << sent << " datagrams";
         if (rssBaseline < 0 && sent >= total / 10) {
-            rssBaseline = residentKiB(pid);
+            rssBaseline = h.process->statusKiB("VmRSS");
         }
     }
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
@@ -266,7 +253,7 @@ TEST_F(CSoak, DatagramsThenEveryFamilyAnswers)
                 << "no App message after frame " << f.name;
         }
     }
-    const long rssEnd = residentKiB(pid);
+    const long rssEnd = h.process->statusKiB("VmRSS");
     std::cout << "soak: " << sent << " datagrams in " << seconds << " s, seed " << envNumber("SOAK_SEED", 1) << "; "
               << m_outputs << " datagrams out checked, " << m_broken << " broken; resident memory (KiB) " << rssAtStart
               << " at start, " << rssBaseline << " after " << total / 10 << " datagrams, " << rssEnd << " at the end\n";
@@ -306,7 +293,6 @@ TEST(CSoakRecording, EveryDatagramIsInTheRecording)
     for (const TSampleMessage& r : sampleAppRequests(1)) {
         notification = r.id == qp::DRONE_UTC_TIME_SYNC_NTFY ? r.bytes : notification;
     }
-    const pid_t pid = h.process->pid();
     long rssBaseline = -1;
     uint64_t crossed = 0;
     std::string answer;
@@ -320,10 +306,10 @@ TEST(CSoakRecording, EveryDatagramIsInTheRecording)
             crossed += 2;
         }
         if (rssBaseline < 0 && crossed >= 100000) {
-            rssBaseline = residentKiB(pid);
+            rssBaseline = h.process->statusKiB("VmRSS");
         }
     }
-    const long rssEnd = residentKiB(pid);
+    const long rssEnd = h.process->statusKiB("VmRSS");
     // The recorder thread writes what it holds within 100 ms.
     int64_t records = 0;
     within(3000, [&] { return (records = wholeRecords(path, 4)) == static_cast<int64_t>(total); });

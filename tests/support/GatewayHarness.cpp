@@ -25,18 +25,6 @@ std::string sanitizerReport(const std::string& output)
 
 } // namespace
 
-bool within(int timeoutMs, const std::function<bool()>& ok)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!ok()) {
-        if (std::chrono::steady_clock::now() >= deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
-
 std::string gatewayBinary()
 {
     const char* other = getenv("LUMBRIX_GATEWAY");

@@ -26,9 +26,6 @@ public:
     ~GatewayProcess() override;
 };
 
-// Polls until ok() holds, at most timeoutMs; false if it never did.
-bool within(int timeoutMs, const std::function<bool()>& ok);
-
 // A running gateway on loopback with a stand-in radio side and App: the
 // configuration points the "transmit" client at radio and the "app" client
 // at app, the two services listen on free ports, and the log goes to a
@@ -50,7 +47,6 @@ public:
     bool start(const std::string& level = "Debug", const std::vector<std::string>& extraArgs = {});
 
     bool sendFrame(const std::string& bytes) { return radio.sendTo(xoltPort, bytes); }
-    bool sendFrame(const std::vector<uint8_t>& bytes) { return radio.sendTo(xoltPort, bytes); }
     bool sendEnvelope(const std::string& bytes) { return app.sendTo(protobufPort, bytes); }
     // Everything the gateway printed so far.
     std::string output() const { return readFile(outputPath); }

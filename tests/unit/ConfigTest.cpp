@@ -108,8 +108,7 @@ TEST_F(ConfigTest, LoggerKeysAreReadWithTheirDefaultsOrRefused)
 {
     const struct {
         std::string m_strJson;
-        int m_iResult;
-        int m_iLevel;
+        int m_iResult, m_iLevel;
         std::string m_strFile;
         std::vector<std::string> m_vecPrinted;
     } cases[] = {
@@ -166,8 +165,7 @@ TEST_F(ConfigTest, LoggerKeysAreReadWithTheirDefaultsOrRefused)
 TEST_F(ConfigTest, RecordAndStatsKeysAreReadLikeTheLogObjectsOrLeaveTheirFeatureOff)
 {
     const struct {
-        std::string m_strJson;
-        std::string m_strLoaded;
+        std::string m_strJson, m_strLoaded;
         std::vector<std::string> m_vecPrinted; // none: nothing at all
     } cases[] = {
         {R"({"log": {}})", "record 0 %L/lumbrix.pcap 8388608x4, stats 0", {}},

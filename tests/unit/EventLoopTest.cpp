@@ -203,9 +203,7 @@ TEST_F(EventLoopTest, DriverManagerPicksTheDriverByIpcTypeAndTheEventByListening
     CIpcDriverManager* manager = CIpcDriverManager::getInstance();
     CIpcHandleBase handle;
     const struct {
-        int m_iIpcType;
-        int m_iResult;
-        int m_iEvent; // the TCP driver's last event
+        int m_iIpcType, m_iResult, m_iEvent; // the TCP driver's last event
         std::string m_strPrinted;
     } rows[] = {{E_IPC_TYPE_TCP, 0, E_EVENT_TYPE_CONNECTION, ""},
                 {E_IPC_TYPE_TCP_Client, 0, E_EVENT_TYPE_MESSAGE, ""},

@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "msgHandle/Protobuf2XoltHandleBase.h"
-#include "common/ipc/Reflex.h"
 #include "kit/TestMessages.h"
 #include "UnitTest.h"
 #include "msgHandle/Utf8Text.h"
@@ -16,8 +15,7 @@ namespace {
 TEST(Utf8Text, EveryByteOutsideAValidSequenceIsReplaced)
 {
     const struct {
-        const char* in;
-        const char* out;
+        const char *in, *out;
     } rows[] = {
         {"plain ASCII\x7F", "plain ASCII\x7F"},
         {"\xC3\xA9 \xE4\xB8\xAD \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF",
@@ -47,15 +45,6 @@ TEST(Utf8Text, EveryByteOutsideAValidSequenceIsReplaced)
     }
 }
 
-template <typename T>
-std::unique_ptr<T> makeHandler(const std::string& key)
-{
-    std::list<T*> made;
-    CReflex<T>::create(key, made);
-    EXPECT_EQ(1u, made.size()) << key;
-    return std::unique_ptr<T>(made.empty() ? nullptr : made.front());
-}
-
 // App requests: the factory key, the envelope (no body: no data), the result.
 TEST(Handlers, AppRequestsReturnTheirStatus)
 {
@@ -67,8 +56,7 @@ TEST(Handlers, AppRequestsReturnTheirStatus)
     const struct {
         const char* key;
         const google::protobuf::Message* body;
-        int32_t headType;
-        int32_t result;
+        int32_t headType, result;
     } rows[] = {
         {"Protobuf2Xolt.GetParameter", nullptr, 1, -1},
         {"Protobuf2Xolt.GetParameter", &gimbal, 2, -1},
@@ -78,7 +66,7 @@ TEST(Handlers, AppRequestsReturnTheirStatus)
     for (const auto& row : rows) {
         quelby::protocol::QuelbyMessage msg;
         ASSERT_TRUE(msg.ParseFromString(appRequest(0, 1, row.body, row.headType)));
-        auto handler = makeHandler<CProtobuf2XoltHandleBase>(row.key);
+        auto handler = made<CProtobuf2XoltHandleBase>(row.key);
         ASSERT_NE(nullptr, handler);
         captureStdout([&] { EXPECT_EQ(row.result, handler->handleMsg(msg)) << row.key; });
     }
@@ -94,18 +82,18 @@ TEST(Handlers, RadioFramesReturnTheirStatus)
         std::vector<uint8_t> payload;
         int32_t result;
     } rows[] = {
-        {"Xolt2Protobuf.PhoneSet", bytes({0x01, 0x01, 0x32}), 0},     // gimbal speed set
-        {"Xolt2Protobuf.PhoneSet", bytes({0x02, 0x01, 0x32}), 0},     // gimbal speed read
-        {"Xolt2Protobuf.PhoneSet", bytes({0x0d, 0x01, 0x01}), 0},     // calibration entered
-        {"Xolt2Protobuf.PhoneSet", bytes({0x63}), 0},                 // a type it does not serve
-        {"Xolt2Protobuf.XoltNestCommandRsp", bytes({0x77, 0x00}), 0}, // a command byte it does not know
+        {"Xolt2Protobuf.PhoneSet", std::vector<uint8_t>({0x01, 0x01, 0x32}), 0},     // gimbal speed set
+        {"Xolt2Protobuf.PhoneSet", std::vector<uint8_t>({0x02, 0x01, 0x32}), 0},     // gimbal speed read
+        {"Xolt2Protobuf.PhoneSet", std::vector<uint8_t>({0x0d, 0x01, 0x01}), 0},     // calibration entered
+        {"Xolt2Protobuf.PhoneSet", std::vector<uint8_t>({0x63}), 0},                 // a type it does not serve
+        {"Xolt2Protobuf.XoltNestCommandRsp", std::vector<uint8_t>({0x77, 0x00}), 0}, // a command byte it does not know
     };
     for (const auto& row : rows) {
         xolt_message_head_t head{};
         head.magic = XOLT_STX;
         head.len = static_cast<uint16_t>(row.payload.size());
         std::copy(row.payload.begin(), row.payload.end(), xolt_payload(&head));
-        auto handler = makeHandler<CXolt2ProtobufHandleBase>(row.key);
+        auto handler = made<CXolt2ProtobufHandleBase>(row.key);
         ASSERT_NE(nullptr, handler);
         head.msgid = static_cast<uint8_t>(handler->getSupportMsgType());
         captureStdout([&] { EXPECT_EQ(row.result, handler->handleMsg(&head)) << row.key; });

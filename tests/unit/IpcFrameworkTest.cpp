@@ -149,9 +149,7 @@ TEST_F(IpcFrameworkTest, SendPathByIpcType)
     const int fd = client->getHandle();
     EXPECT_EQ(framework()->getHandleBase(fd), nullptr);
     const struct {
-        int m_iType;
-        int m_iFd;
-        int m_iResult;
+        int m_iType, m_iFd, m_iResult;
         std::string m_strPrinted;
         bool m_bArrives;
     } rows[] = {

@@ -50,8 +50,7 @@ TEST(JsonParser, ALoadReplacesTheDocumentOnlyWhenItParses)
     writeFile(dir.file("good.json"), "// gateway settings\n{\"log\": {\"level\": \"Info\"}}\n");
     writeFile(dir.file("bad.json"), "{\"log\": ");
     const struct {
-        std::string m_strFile; // empty: m_strText is loaded as text
-        std::string m_strText;
+        std::string m_strFile, m_strText; // no file: the text is loaded
         int m_iResult;
         bool m_bHasLog; // the document afterwards
     } cases[] = {

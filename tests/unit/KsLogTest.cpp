@@ -136,12 +136,7 @@ TEST_F(KsLogTest, LinesCarryThreadLevelAndTheirOwnText)
 TEST_F(KsLogTest, RotationAndPruningOfTheBackups)
 {
     const struct {
-        int m_iMode;
-        int m_iMaxFileCnt;
-        int m_iMaxSizePerFile;
-        int m_iMaxLogSize;
-        int m_iMinFileCnt;
-        int m_iLiveSize;
+        int m_iMode, m_iMaxFileCnt, m_iMaxSizePerFile, m_iMaxLogSize, m_iMinFileCnt, m_iLiveSize;
         const char* m_pszBackups; // sizes of backups 1, 2, ...
         bool m_bWrite;            // a line is written, else only pruned
         size_t m_uLiveLines;

@@ -6,7 +6,6 @@
 // gateway by the end-to-end tests.
 #include "common/ipc/IpcFramework.h"
 #include "msgHandle/MsgHandleManager.h"
-#include "common/ipc/Reflex.h"
 #include "dataAccess/service/ServiceBase.h"
 #include "kit/UdpPeer.h"
 #include "UnitTest.h"
@@ -71,10 +70,10 @@ LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CProbeLater, "Xolt2Protobuf.ProbeLater", 241)
 
 namespace {
 
-const std::string kFrameA = bytesOf({0xFD, 0x02, 0x00, 0x00, 0x01, 0x02, 0xF2, 0xF4, 0x11, 0x22, 0x69, 0x10});
-const std::string kFrameB = bytesOf({0xFD, 0x01, 0x00, 0x01, 0x01, 0x02, 0xF2, 0xF4, 0x33, 0x51, 0xB3});
+const std::string kFrameA = bytesOf("fd 02 00 00 01 02 f2 f4 11 22 69 10");
+const std::string kFrameB = bytesOf("fd 01 00 01 01 02 f2 f4 33 51 b3");
 // Its payload starts with a start byte.
-const std::string kFrameC = bytesOf({0xFD, 0x03, 0x00, 0x02, 0x01, 0x02, 0xF2, 0xF7, 0xFD, 0x44, 0x55, 0x15, 0x70});
+const std::string kFrameC = bytesOf("fd 03 00 02 01 02 f2 f7 fd 44 55 15 70");
 
 class ServiceEntityTest : public testing::Test {
 protected:
@@ -96,11 +95,8 @@ protected:
     // like main control keeps its services.
     static ICServiceBase* makeService(const std::string& key)
     {
-        std::list<ICServiceBase*> made;
-        CReflex<ICServiceBase>::create(key, made);
-        EXPECT_EQ(1u, made.size()) << key;
         static std::vector<std::unique_ptr<ICServiceBase>> s_keep;
-        s_keep.emplace_back(made.empty() ? nullptr : made.front());
+        s_keep.push_back(made<ICServiceBase>(key));
         return s_keep.back().get();
     }
 

@@ -21,6 +21,8 @@
 #include <utility>
 #include <vector>
 
+#include "common/ipc/Reflex.h"
+#include "kit/ChildProcess.h"
 #include "kit/TempDir.h"
 #include "kit/TestMessages.h"
 #include "TestLog.h"
@@ -31,17 +33,21 @@ using testing::Not;
 // Every wait of a unit test ends by this deadline.
 constexpr std::chrono::seconds kDeadline{5};
 
-// Polls cond every millisecond until it holds or the deadline passes.
+// Polls cond until it holds or the deadline passes.
 inline bool eventually(const std::function<bool()>& cond)
 {
-    const auto end = std::chrono::steady_clock::now() + kDeadline;
-    while (!cond()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
+    return within(std::chrono::milliseconds(kDeadline).count(), cond);
+}
+
+// The one object the factory registry makes for key (null, and a failure,
+// when it makes another number).
+template <typename T>
+std::unique_ptr<T> made(const std::string& key)
+{
+    std::list<T*> made;
+    CReflex<T>::create(key, made);
+    EXPECT_EQ(1u, made.size()) << key;
+    return std::unique_ptr<T>(made.size() == 1 ? made.front() : nullptr);
 }
 
 inline void sleepMs(int ms)

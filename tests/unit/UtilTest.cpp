@@ -20,8 +20,7 @@ TEST(FileUtil, TypeSizeMoveRemoveAndListing)
     writeFile(dir.file("five"), "12345");
     const struct {
         std::string m_strPath;
-        bool m_bFile;
-        bool m_bDir;
+        bool m_bFile, m_bDir;
         int64_t m_lSize;
     } cases[] = {
         {dir.file("five"), true, false, 5}, {dir.path(), false, true, 0}, {dir.file("missing"), false, false, -1}};
