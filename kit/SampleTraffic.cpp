@@ -175,14 +175,11 @@ std::vector<TNestCommand> nestCommands()
     return out;
 }
 
-// A datagram of the radio side, closed by the gateway's own link codec.
+// A datagram of the radio side from the nest or the RC, as its msgid says.
 std::string radioSideFrame(uint8_t seq, uint8_t msgid, const std::string& payload)
 {
-    xolt_message_head_t record{};
-    std::copy(payload.begin(), payload.end(), xolt_payload(&record));
     const uint8_t source = msgid == kNest || msgid == kNestAck ? DEV_NEST : DEV_RC;
-    const uint16_t length = finishRadioSideFrame(record, seq, source, msgid, static_cast<uint16_t>(payload.size()));
-    return std::string(reinterpret_cast<const char*>(xolt_wire_bytes(&record)), length);
+    return ::radioSideFrame(seq, source, msgid, std::vector<uint8_t>(payload.begin(), payload.end()));
 }
 
 // A row as the kit hands it out.
@@ -208,6 +205,15 @@ std::string request(const char* name, uint32_t id, int32_t sequence, const char*
 }
 
 } // namespace
+
+std::string radioSideFrame(uint8_t seq, uint8_t sourceid, uint8_t msgid, const std::vector<uint8_t>& payload)
+{
+    xolt_message_head_t record{};
+    const uint16_t length = static_cast<uint16_t>(std::min<size_t>(payload.size(), XOLT_MAX_PAYLOAD_LEN));
+    std::copy_n(payload.begin(), length, xolt_payload(&record));
+    const uint16_t wireLength = finishRadioSideFrame(record, seq, sourceid, msgid, length);
+    return std::string(reinterpret_cast<const char*>(xolt_wire_bytes(&record)), wireLength);
+}
 
 uint16_t finishRadioSideFrame(xolt_message_head_t& record, uint8_t seq, uint8_t sourceid, uint8_t msgid,
                               uint16_t length)

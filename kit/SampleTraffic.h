@@ -43,6 +43,9 @@ struct TSampleMessage {
     std::string answeredBy;
 };
 
+// A frame as the radio side sends it: sequence number seq, from sourceid to
+// DEV_APP, closed by the gateway's own link codec with msgid's CRC extra.
+std::string radioSideFrame(uint8_t seq, uint8_t sourceid, uint8_t msgid, const std::vector<uint8_t>& payload);
 // Closes a frame as the radio side sends it (sequence number seq, from
 // sourceid to DEV_APP, msgid's CRC extra) in a record whose payload of
 // length bytes is already filled; returns its length at
