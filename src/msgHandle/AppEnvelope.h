@@ -2,7 +2,6 @@
 #define LUMBRIX_APP_ENVELOPE_H
 
 #include <cstdint>
-#include <string>
 
 namespace google {
 namespace protobuf {
@@ -16,17 +15,17 @@ class MessageLite;
 // gives the token, head type, App message id and sequence. The serialised
 // body goes into data.value (type_url stays empty); without a body, data is
 // left unset. The envelope and its bytes are reused per thread, so sending
-// does not build a new message each time.
+// neither builds a new message nor allocates once they have grown to size.
 class CAppEnvelope {
 public:
     static constexpr const char* TOKEN_RC = "Remote";
     static constexpr const char* TOKEN_NEST = "nest";
     static constexpr const char* LOG_SENT = "send msg to App, msg size is ";
 
-    // The serialised envelope. The reference stays valid until the next
-    // call on the same thread.
-    static const std::string& serialize(const char* token, int32_t headType, uint32_t messageId, int32_t sequence,
-                                        const google::protobuf::MessageLite* body);
+    // The serialised envelope: size bytes at the result, valid until the
+    // next call on the same thread.
+    static const uint8_t* serialize(const char* token, int32_t headType, uint32_t messageId, int32_t sequence,
+                                    const google::protobuf::MessageLite* body, int& size);
 
     // Serialises as above and sends the bytes to the App (service id 0).
     // When logText is not null, then logs at info level logText followed by
