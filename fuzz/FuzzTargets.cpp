@@ -22,6 +22,7 @@
 #include <fstream>
 #include <memory>
 
+#include "AppEnvelopeReader.h"
 #include "ClientEntityManager.h"
 #include "FileUtil.h"
 #include "GlobalStatus.h"
@@ -229,15 +230,26 @@ int intoLinkService(const uint8_t* data, size_t size)
     return 0;
 }
 
-// One datagram into the envelope service. A parameter get that names the
-// rocker mode more than 128 times fills its queue by itself: not run.
+// One datagram into the envelope service, after the envelope reader the
+// service decodes with (kept from input to input, as in the service) was
+// checked to decode it as into a new envelope. A parameter get that names
+// the rocker mode more than 128 times fills its queue by itself: not run.
 int intoEnvelopeService(const uint8_t* data, size_t size)
 {
     static std::unique_ptr<ICServiceBase> s_service(static_cast<ICServiceBase*>(CProtobufService::create()));
+    static CAppEnvelopeReader s_reader;
     qp::QuelbyMessage envelope;
+    const bool parsed = envelope.ParseFromArray(data, static_cast<int>(size));
+    fail("the envelope reader",
+         s_reader.parse(reinterpret_cast<const char*>(data), static_cast<int>(size)) != parsed ||
+                 (parsed && (s_reader.envelope().has_head_data() != envelope.has_head_data() ||
+                             s_reader.envelope().has_data() != envelope.has_data() ||
+                             s_reader.envelope().SerializeAsString() != envelope.SerializeAsString()))
+             ? "decodes otherwise than a new envelope"
+             : "");
     qp::DroneParamMessageRequest request;
-    if (envelope.ParseFromArray(data, static_cast<int>(size)) &&
-        envelope.head_data().message_id() == qp::PARAM_GET_MSG && request.ParseFromString(envelope.data().value()) &&
+    if (parsed && envelope.head_data().message_id() == qp::PARAM_GET_MSG &&
+        request.ParseFromString(envelope.data().value()) &&
         std::count_if(request.params_list().begin(), request.params_list().end(), [](const auto& p) {
             return p.param_id() == qp::RC_ROCKER_CONTROL_MODE_MSG;
         }) > 128) {

@@ -1,7 +1,9 @@
-// What the handlers return (their callers only log it), and the UTF-8
-// repair of radio text before it goes into an App string field.
+// What the handlers return (their callers only log it), the UTF-8 repair of
+// radio text before it goes into an App string field, and the decoding of
+// App envelopes.
 #include <cstring>
 
+#include "AppEnvelopeReader.h"
 #include "Protobuf2XoltHandleBase.h"
 #include "Reflex.h"
 #include "TestMessages.h"
@@ -106,6 +108,39 @@ TEST(Handlers, RadioFramesReturnTheirStatus)
         ASSERT_NE(nullptr, handler);
         head.msgid = static_cast<uint8_t>(handler->getSupportMsgType());
         captureStdout([&] { EXPECT_EQ(row.result, handler->handleMsg(&head)) << row.key; });
+    }
+}
+
+// Datagrams in turn into one reader: each decodes as into a new envelope
+// (result, presence of header and data, every field and unknown field),
+// whatever came before it.
+TEST(AppEnvelopeReader, EachDatagramDecodesAsIntoANewEnvelope)
+{
+    const std::vector<uint8_t> rows[] = {
+        bytes({0x0a, 0x07, 0x0a, 0x03, 'A', 'p', 'p', 0x10, 0x01, 0x12, 0x03, 0x12, 0x01, 'x'}), // header, data
+        bytes({0x12, 0x03, 0x12, 0x01, 'y'}),                           // data only
+        bytes({0x0a, 0x02, 0x10, 0x02}),                                // header only
+        bytes({}),                                                      // nothing
+        bytes({0x0a, 0x00, 0x12, 0x00}),                                // both, empty
+        bytes({0x0a, 0x03, 0x0a, 0x01, 0xff}),                          // a token that is not UTF-8
+        bytes({0x18, 0x05, 0x0a, 0x02, 0x10, 0x04, 0x0a, 0x02, 0x18, 0x07}), // unknown field, header twice
+        bytes({0x0f, 0x01, 0x02}),                                      // no envelope
+        bytes({0x12, 0x02, 0x0a, 0x00, 0x20, 0x01}),                    // empty type_url, unknown field
+        bytes({0x0a, 0x02, 0x10, 0x01}),
+    };
+    CAppEnvelopeReader reader;
+    for (const std::vector<uint8_t>& row : rows) {
+        const std::string datagram = toString(row);
+        quelby::protocol::QuelbyMessage fresh;
+        const bool parsed = fresh.ParseFromString(datagram);
+        ASSERT_EQ(parsed, reader.parse(datagram.data(), static_cast<int>(datagram.size()))) << testing::PrintToString(row);
+        if (parsed) {
+            const quelby::protocol::QuelbyMessage& read = reader.envelope();
+            EXPECT_EQ(fresh.has_head_data(), read.has_head_data()) << testing::PrintToString(row);
+            EXPECT_EQ(fresh.has_data(), read.has_data()) << testing::PrintToString(row);
+            EXPECT_EQ(fresh.ShortDebugString(), read.ShortDebugString()) << testing::PrintToString(row);
+            EXPECT_EQ(fresh.SerializeAsString(), read.SerializeAsString()) << testing::PrintToString(row);
+        }
     }
 }
 
