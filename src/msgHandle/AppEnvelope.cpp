@@ -1,6 +1,5 @@
 #include "AppEnvelope.h"
 
-#include <cstring>
 #include <vector>
 
 #include "ClientBase.h"
@@ -18,11 +17,14 @@ namespace {
 struct TEnvelopeWriter {
     quelby::protocol::QuelbyMessage envelope;
     std::vector<uint8_t> bytes;
+    int token = -1; // the token the header holds, none yet
 };
+
+const char* const TOKEN_TEXT[] = {"Remote", "nest"};
 
 } // namespace
 
-const uint8_t* CAppEnvelope::serialize(const char* token, int32_t headType, uint32_t messageId, int32_t sequence,
+const uint8_t* CAppEnvelope::serialize(EToken token, int32_t headType, uint32_t messageId, int32_t sequence,
                                        const google::protobuf::MessageLite* body, int& size)
 {
     static thread_local TEnvelopeWriter s_writer;
@@ -32,8 +34,9 @@ const uint8_t* CAppEnvelope::serialize(const char* token, int32_t headType, uint
     // never carries anything over from the previous message; device_id and
     // version are never set, so they stay 0.
     quelby::protocol::CommonHead* head = envelope.mutable_head_data();
-    if (strcmp(head->token().c_str(), token) != 0) {
-        head->set_token(token);
+    if (s_writer.token != token) {
+        head->set_token(TOKEN_TEXT[token]);
+        s_writer.token = token;
     }
     head->set_head_type(headType);
     head->set_source_id(2);
@@ -56,7 +59,7 @@ const uint8_t* CAppEnvelope::serialize(const char* token, int32_t headType, uint
     return s_writer.bytes.data();
 }
 
-int CAppEnvelope::sendToApp(const char* token, int32_t headType, uint32_t messageId, int32_t sequence,
+int CAppEnvelope::sendToApp(EToken token, int32_t headType, uint32_t messageId, int32_t sequence,
                             const google::protobuf::MessageLite* body, const char* logText, const char* file,
                             int line)
 {
