@@ -44,7 +44,13 @@ bool CAppEnvelopeReader::parse(const char* data, int len)
     for (uint32_t key; !(hasHead && hasData) && (key = in.ReadTag()) != 0;) {
         hasHead = hasHead || key == HEAD_KEY;
         hasData = hasData || key == DATA_KEY;
-        if (!WireFormatLite::SkipField(&in, key)) {
+        // Length-delimited fields (the envelope's own among them) skipped
+        // here, anything else by protobuf's general skip.
+        uint32_t size = 0;
+        const bool skipped = WireFormatLite::GetTagWireType(key) == WireFormatLite::WIRETYPE_LENGTH_DELIMITED
+                                 ? in.ReadVarint32(&size) && in.Skip(static_cast<int>(size))
+                                 : WireFormatLite::SkipField(&in, key);
+        if (!skipped) {
             break;
         }
     }
