@@ -12,8 +12,9 @@ using google::protobuf::internal::WireFormatLite;
 
 // Keys of the envelope's two fields on the wire.
 constexpr uint32_t HEAD_KEY =
-    (qp::QuelbyMessage::kHeadDataFieldNumber << 3) | WireFormatLite::WIRETYPE_LENGTH_DELIMITED;
-constexpr uint32_t DATA_KEY = (qp::QuelbyMessage::kDataFieldNumber << 3) | WireFormatLite::WIRETYPE_LENGTH_DELIMITED;
+    WireFormatLite::MakeTag(qp::QuelbyMessage::kHeadDataFieldNumber, WireFormatLite::WIRETYPE_LENGTH_DELIMITED);
+constexpr uint32_t DATA_KEY =
+    WireFormatLite::MakeTag(qp::QuelbyMessage::kDataFieldNumber, WireFormatLite::WIRETYPE_LENGTH_DELIMITED);
 
 } // namespace
 

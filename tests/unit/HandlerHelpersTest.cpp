@@ -133,13 +133,14 @@ TEST(AppEnvelopeReader, EachDatagramDecodesAsIntoANewEnvelope)
         const std::string datagram = toString(row);
         quelby::protocol::QuelbyMessage fresh;
         const bool parsed = fresh.ParseFromString(datagram);
-        ASSERT_EQ(parsed, reader.parse(datagram.data(), static_cast<int>(datagram.size()))) << testing::PrintToString(row);
+        const std::string name = testing::PrintToString(row);
+        ASSERT_EQ(parsed, reader.parse(datagram.data(), static_cast<int>(datagram.size()))) << name;
         if (parsed) {
             const quelby::protocol::QuelbyMessage& read = reader.envelope();
-            EXPECT_EQ(fresh.has_head_data(), read.has_head_data()) << testing::PrintToString(row);
-            EXPECT_EQ(fresh.has_data(), read.has_data()) << testing::PrintToString(row);
-            EXPECT_EQ(fresh.ShortDebugString(), read.ShortDebugString()) << testing::PrintToString(row);
-            EXPECT_EQ(fresh.SerializeAsString(), read.SerializeAsString()) << testing::PrintToString(row);
+            EXPECT_EQ(fresh.has_head_data(), read.has_head_data()) << name;
+            EXPECT_EQ(fresh.has_data(), read.has_data()) << name;
+            EXPECT_EQ(fresh.ShortDebugString(), read.ShortDebugString()) << name;
+            EXPECT_EQ(fresh.SerializeAsString(), read.SerializeAsString()) << name;
         }
     }
 }

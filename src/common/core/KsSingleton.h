@@ -18,11 +18,12 @@
 // getInstance() creates the instance on first use under ms_mutexInstance
 // (checked once without the lock and again with it); every later call is
 // one acquire load, which also makes the fully built instance visible to
-// the thread that reads it. The creation is a call of its own, out of the
-// way of the many calls that only load. destroy() deletes the instance under the lock;
-// a caller must not use it afterwards. Creation failure (out of memory)
-// yields null. ms_pInstance and ms_mutexInstance are constant-initialised,
-// so a registration that runs before main may create the instance.
+// the thread that reads it; the creation is a call of its own, out of the
+// way of the many calls that only load. destroy() deletes the instance
+// under the lock; a caller must not use it afterwards. Creation failure
+// (out of memory) yields null. ms_pInstance and ms_mutexInstance are
+// constant-initialised, so a registration that runs before main may create
+// the instance.
 template <typename T, typename Mutex = std::mutex>
 class CKsSingleton {
 public:
