@@ -120,17 +120,13 @@ constexpr const char* ksLogFileName(const char* path)
 
 // Call-site convention: nothing is built unless the global level admits the
 // line; the text is "<file>:<line> <message>". KS_LOG_AT logs on behalf of a
-// caller whose location a shared helper received. The line is built in a
-// function of its own, so that a caller whose level check fails pays for
-// the check alone (not for the registers the text's building would need).
+// caller whose location a shared helper received.
 #define KS_LOG_AT(level, file, line, message)                                     \
     do {                                                                         \
         if (CKsLog::getLogLevel() >= (level)) {                                  \
-            [&]() __attribute__((noinline)) {                                    \
-                CKsLog::CLineText ksLogLine_;                                    \
-                ksLogLine_.stream() << ksLogFileName(file) << ":" << (line) << " " << message; \
-                CKsLog::getInstance()->writeLog((level), ksLogLine_.text());     \
-            }();                                                                 \
+            CKsLog::CLineText ksLogLine_;                                        \
+            ksLogLine_.stream() << ksLogFileName(file) << ":" << (line) << " " << message; \
+            CKsLog::getInstance()->writeLog((level), ksLogLine_.text());         \
         }                                                                        \
     } while (0)
 
