@@ -1,9 +1,5 @@
 #include "BenchRun.h"
 
-#include <arpa/inet.h>
-#include <dirent.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -11,7 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
+
+#include "kit/UdpPeer.h"
 
 namespace {
 
@@ -73,72 +70,11 @@ std::string loadAverage()
     return line.substr(0, end);
 }
 
-// A UDP port on 127.0.0.1 that was free a moment ago.
-uint16_t freePort()
-{
-    const int fd = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in addr = {};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof(addr);
-    uint16_t port = 0;
-    if (fd >= 0 && bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) == 0 &&
-        getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len) == 0) {
-        port = ntohs(addr.sin_port);
-    }
-    if (fd >= 0) {
-        close(fd);
-    }
-    return port;
-}
-
-// Whether a UDP socket of this machine is bound to port, on any address.
-bool portBound(uint16_t port)
-{
-    FILE* file = fopen("/proc/net/udp", "r");
-    if (file == nullptr) {
-        return false;
-    }
-    char line[512];
-    bool bound = false;
-    while (!bound && fgets(line, sizeof(line), file) != nullptr) {
-        unsigned local = 0; // "  sl: address:port ..."; the heading line does not match
-        bound = sscanf(line, " %*u: %*x:%x", &local) == 1 && local == port;
-    }
-    fclose(file);
-    return bound;
-}
-
 // The instructions a callgrind output file counts in all; -1 without one.
 double callgrindTotal(const std::string& path)
 {
     const std::string total = readFirstLine(path.c_str(), "totals:");
     return total.empty() ? -1 : strtod(total.c_str(), nullptr);
-}
-
-bool writeText(const std::string& path, const std::string& text)
-{
-    FILE* file = fopen(path.c_str(), "w");
-    if (file == nullptr) {
-        return false;
-    }
-    const bool ok = fwrite(text.data(), 1, text.size(), file) == text.size();
-    return fclose(file) == 0 && ok;
-}
-
-// The temporary directory holds flat files only (configuration and logs).
-void removeDir(const std::string& dir)
-{
-    DIR* d = opendir(dir.c_str());
-    if (d != nullptr) {
-        while (dirent* entry = readdir(d)) {
-            if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0) {
-                unlink((dir + "/" + entry->d_name).c_str());
-            }
-        }
-        closedir(d);
-    }
-    rmdir(dir.c_str());
 }
 
 // The gateway's configuration: both services on loopback, both clients (the
@@ -176,7 +112,7 @@ std::string rowKey(const char* subject, EBenchPath path)
 } // namespace
 
 uint64_t CBenchRun::measure(const char* subject, const CChildProcess& child, const uint16_t ports[2],
-                         bool throughputOnly)
+                            bool throughputOnly)
 {
     uint64_t messages = 0;
     for (EBenchPath path : PATHS) {
@@ -247,10 +183,17 @@ uint64_t CBenchRun::measure(const char* subject, const CChildProcess& child, con
 TSubject CBenchRun::relay(bool plain)
 {
     TSubject subject;
-    const uint16_t port = freePort();
+    const uint16_t port = CUdpPeer::freePort();
     const uint64_t planned = 2 * (m_opt.warmup + m_opt.count + m_opt.latencyCount) + 10000;
-    subject.argv = {m_opt.relay, "--listen", std::to_string(port), "--to", std::to_string(m_load.port()), "--count",
-                    std::to_string(planned), "--seconds", std::to_string(static_cast<int>(6 * m_opt.seconds))};
+    subject.argv = {m_opt.relay,
+                    "--listen",
+                    std::to_string(port),
+                    "--to",
+                    std::to_string(m_load.port()),
+                    "--count",
+                    std::to_string(planned),
+                    "--seconds",
+                    std::to_string(static_cast<int>(6 * m_opt.seconds))};
     if (plain) {
         subject.argv.push_back("--plain");
     }
@@ -262,12 +205,12 @@ TSubject CBenchRun::relay(bool plain)
 TSubject CBenchRun::gateway(const char* level)
 {
     TSubject subject;
-    subject.ports[E_BENCH_PATH_RADIO_TO_APP] = freePort();
-    subject.ports[E_BENCH_PATH_APP_TO_RADIO] = freePort();
-    const std::string config = m_dir + "/lumbrix-" + level + ".json";
-    if (!writeText(config, gatewayConfig(subject.ports[E_BENCH_PATH_RADIO_TO_APP],
-                                         subject.ports[E_BENCH_PATH_APP_TO_RADIO], m_load.port(), level,
-                                         m_dir + "/aiService-" + level + ".log"))) {
+    subject.ports[E_BENCH_PATH_RADIO_TO_APP] = CUdpPeer::freePort();
+    subject.ports[E_BENCH_PATH_APP_TO_RADIO] = CUdpPeer::freePort();
+    const std::string config = m_dir.file(std::string("lumbrix-") + level + ".json");
+    if (!writeFile(config,
+                   gatewayConfig(subject.ports[E_BENCH_PATH_RADIO_TO_APP], subject.ports[E_BENCH_PATH_APP_TO_RADIO],
+                                 m_load.port(), level, m_dir.file(std::string("aiService-") + level + ".log")))) {
         fprintf(stderr, "cannot write %s\n", config.c_str());
         ++m_failures;
         return subject;
@@ -280,7 +223,7 @@ bool CBenchRun::runRelay(bool plain)
 {
     const TSubject subject = relay(plain);
     CChildProcess process;
-    if (process.start(subject.argv, m_opt.gatewayCpu) != 0) {
+    if (process.start(subject.argv, pinned()) != 0) {
         fprintf(stderr, "cannot start %s\n", m_opt.relay.c_str());
         ++m_failures;
         return false;
@@ -297,13 +240,13 @@ bool CBenchRun::runGateway(const char* name, const char* level)
         return false;
     }
     CChildProcess process;
-    if (process.start(subject.argv, m_opt.gatewayCpu) != 0) {
+    if (process.start(subject.argv, pinned()) != 0) {
         fprintf(stderr, "cannot start %s\n", m_opt.gateway.c_str());
         ++m_failures;
         return false;
     }
     const uint64_t messages = measure(name, process, subject.ports);
-    const long rss = process.peakRssKiB();
+    const long rss = process.statusKiB("VmHWM");
     for (EBenchPath path : PATHS) {
         TBenchRow& row = m_rows[rowKey(name, path)];
         if (rss > row.peakRssKiB) {
@@ -311,42 +254,33 @@ bool CBenchRun::runGateway(const char* name, const char* level)
             row.processMessages = messages;
         }
     }
-    printf("  %-28s peak RSS %ld KiB after %llu messages\n", name, rss,
-           static_cast<unsigned long long>(messages));
+    printf("  %-28s peak RSS %ld KiB after %llu messages\n", name, rss, static_cast<unsigned long long>(messages));
     process.stop();
     return messages > 0;
 }
 
 double CBenchRun::countRun(const TSubject& subject, const char* name, EBenchPath path, uint64_t messages,
-                          const std::string& file)
+                           const std::string& file)
 {
-    const std::string out = (m_opt.callgrindDir.empty() ? m_dir : m_opt.callgrindDir) + "/callgrind.out." + file;
+    const std::string out = (m_opt.callgrindDir.empty() ? m_dir.path() : m_opt.callgrindDir) + "/callgrind.out." + file;
     unlink(out.c_str());
     std::vector<std::string> argv = {m_opt.valgrind, "--tool=callgrind", "--callgrind-out-file=" + out};
     argv.insert(argv.end(), subject.argv.begin(), subject.argv.end());
     CChildProcess process;
-    if (subject.argv.empty() || process.start(argv, m_opt.gatewayCpu) != 0) {
+    if (subject.argv.empty() || process.start(argv, pinned()) != 0) {
         fprintf(stderr, "cannot start %s under %s\n", name, m_opt.valgrind.c_str());
         ++m_failures;
         return -1;
     }
-    // Requests go out once both ports are bound: one sent earlier would be
+    // Requests go out once it holds both ports: one sent earlier would be
     // lost and its repetition make this run's count differ from the others.
-    bool ok = false;
-    for (int waitedMs = 0; waitedMs < 120000 && process.running(); waitedMs += 10) {
-        if (portBound(subject.ports[0]) && portBound(subject.ports[1])) {
-            ok = true;
-            break;
-        }
-        const timespec step = {0, 10 * 1000000L};
-        nanosleep(&step, nullptr);
-    }
     // One request per path, so that both paths' first-use costs are in
     // every run; then the traffic. Every run sends the same datagrams: what
     // a message costs depends on its values (their varints). The tag puts
     // the stick values it occupies near the centre, 1024, as in flight.
     // Bounds are generous: under callgrind the process runs some fifty
     // times slower.
+    bool ok = process.holdPorts({subject.ports[0], subject.ports[1]}, 120000) == CChildProcess::E_PORTS_HELD;
     m_load.restart(COUNT_FIRST_TAG);
     for (EBenchPath p : PATHS) {
         ok = ok && m_load.run(p, subject.ports[p], 1, 1, 120, 60000).complete;
@@ -507,8 +441,8 @@ bool CBenchRun::checkTargets()
             }
             const TBenchRow& row = m_rows[rowKey(g.subject, path)];
             const double ratio = median(row.ratio);
-            snprintf(text, sizeof(text), "%s, %s: ratio %.2f >= %.2f", g.subject, CBenchTraffic::pathName(path),
-                     ratio, g.minRatio);
+            snprintf(text, sizeof(text), "%s, %s: ratio %.2f >= %.2f", g.subject, CBenchTraffic::pathName(path), ratio,
+                     g.minRatio);
             verdict(!row.ratio.empty() && ratio >= g.minRatio, text);
             const double delta = median(row.p50Delta);
             snprintf(text, sizeof(text), "%s, %s: p50 at 1 in flight %+.1f us from the relay's (within 2 us)",
@@ -521,8 +455,8 @@ bool CBenchRun::checkTargets()
         verdict(row.peakRssKiB > 0 && row.peakRssKiB < 10 * 1024 && row.processMessages >= 1000000, text);
     }
     if (wanted("count")) {
-        for (const auto& target : {std::make_pair(E_BENCH_PATH_RADIO_TO_APP, 1500.0),
-                                   std::make_pair(E_BENCH_PATH_APP_TO_RADIO, 2000.0)}) {
+        for (const auto& target :
+             {std::make_pair(E_BENCH_PATH_RADIO_TO_APP, 1500.0), std::make_pair(E_BENCH_PATH_APP_TO_RADIO, 2000.0)}) {
             auto it = m_instructions.find(rowKey(SUBJECT_ERROR, target.first));
             const double count = it == m_instructions.end() ? -1 : it->second;
             snprintf(text, sizeof(text), "%s, %s: %.0f user-space instructions per message <= %.0f", SUBJECT_ERROR,
@@ -535,12 +469,10 @@ bool CBenchRun::checkTargets()
 
 int CBenchRun::run()
 {
-    char dirTemplate[] = "/tmp/lumbrix-bench.XXXXXX";
-    if (mkdtemp(dirTemplate) == nullptr || m_load.open() != 0) {
+    if (m_dir.path().empty() || m_load.open() != 0) {
         fprintf(stderr, "cannot set up the load generator\n");
         return 1;
     }
-    m_dir = dirTemplate;
     m_load.setSpin(!m_opt.blockingLoad);
 
     utsname host = {};
@@ -578,8 +510,6 @@ int CBenchRun::run()
     if (wanted("count")) {
         countInstructions();
     }
-    removeDir(m_dir);
-
     printTable();
     printInstructions();
     if (m_minBusy < BUSY_WARNING) {
@@ -596,4 +526,3 @@ int CBenchRun::run()
     }
     return m_opt.check && !met ? 3 : 0;
 }
-

@@ -7,7 +7,8 @@
 #include <vector>
 
 #include "BenchTraffic.h"
-#include "ChildProcess.h"
+#include "kit/ChildProcess.h"
+#include "kit/TempDir.h"
 #include "LoadGenerator.h"
 
 // What make bench runs; the defaults are its figures.
@@ -26,8 +27,9 @@ struct TBenchOptions {
     bool blockingLoad = false;
     std::string subjects = "relay,error,info,plain,count";
     // The instruction count ("count"): the relay and the gateway at level
-    // Error under this valgrind, countMessages messages per path.
-    std::string valgrind = "/usr/bin/valgrind";
+    // Error under this valgrind (searched in PATH), countMessages messages
+    // per path.
+    std::string valgrind = "valgrind";
     uint64_t countMessages = 20000;
     // Where the callgrind output of each counted run is kept (for
     // callgrind_annotate); empty: not kept.
@@ -50,11 +52,11 @@ struct TBenchRow {
     std::vector<double> cpuRatio;  // the relay's CPU/msg over this one's, same round
     std::vector<double> p50Window; // round trips under the full window
     std::vector<double> p99Window;
-    std::vector<double> p50One;    // round trips at 1 in flight
+    std::vector<double> p50One; // round trips at 1 in flight
     std::vector<double> p99One;
-    std::vector<double> p50Delta;  // p50One minus the relay's, same round
-    long peakRssKiB = -1;          // gateway only: largest over the rounds
-    uint64_t processMessages = 0;  // messages the process had handled then
+    std::vector<double> p50Delta; // p50One minus the relay's, same round
+    long peakRssKiB = -1;         // gateway only: largest over the rounds
+    uint64_t processMessages = 0; // messages the process had handled then
 };
 
 // One make bench: the rounds, the table and the verdicts. It owns the load
@@ -77,7 +79,7 @@ private:
     bool runRelay(bool plain);
     bool runGateway(const char* subject, const char* level);
     // User-space instructions of one run of subject under callgrind: up
-    // (both ports bound), one request per path, then messages requests on
+    // (holding both ports), one request per path, then messages requests on
     // path, ended. -1 on failure. The output file is named after file.
     double countRun(const TSubject& subject, const char* name, EBenchPath path, uint64_t messages,
                     const std::string& file);
@@ -88,6 +90,12 @@ private:
     {
         return ("," + m_opt.subjects + ",").find(std::string(",") + subject + ",") != std::string::npos;
     }
+    TChildOptions pinned() const
+    {
+        TChildOptions options;
+        options.cpu = m_opt.gatewayCpu;
+        return options;
+    }
     void recordRatios();
     void printTable();
     void printInstructions();
@@ -95,7 +103,7 @@ private:
 
     TBenchOptions m_opt;
     CLoadGenerator m_load;
-    std::string m_dir;
+    CTempDir m_dir;
     std::map<std::string, TBenchRow> m_rows; // subject + path
     // This round's figures, for the ratios.
     std::map<std::string, TLoadResult> m_roundWindow;

@@ -2,12 +2,12 @@
 
 #include <cstring>
 
-#include "RcCommandDefine.h"
-#include "SampleTraffic.h"
-#include "XoltByteOrder.h"
-#include "XoltCrc.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "msgHandle/RcCommandDefine.h"
+#include "kit/SampleTraffic.h"
+#include "msgHandle/XoltByteOrder.h"
+#include "msgHandle/XoltCrc.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 namespace qp = quelby::protocol;
@@ -159,8 +159,7 @@ bool readEnvelopeTag(const uint8_t* d, int len, uint32_t& tag)
     const uint8_t* head = nullptr;
     size_t headLen = 0;
     uint64_t messageId = 0;
-    if (!CWireReader::embedded(d, static_cast<size_t>(len), qp::QuelbyMessage::kHeadDataFieldNumber, head,
-                               headLen) ||
+    if (!CWireReader::embedded(d, static_cast<size_t>(len), qp::QuelbyMessage::kHeadDataFieldNumber, head, headLen) ||
         !CWireReader::find(head, headLen, qp::CommonHead::kMessageIdFieldNumber, messageId)) {
         return false;
     }

@@ -1,10 +1,7 @@
 #include "LoadGenerator.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -18,15 +15,6 @@ uint64_t nowNs()
     timespec ts;
     clock_gettime(CLOCK_MONOTONIC, &ts);
     return static_cast<uint64_t>(ts.tv_sec) * 1000000000ull + static_cast<uint64_t>(ts.tv_nsec);
-}
-
-sockaddr_in loopback(uint16_t port)
-{
-    sockaddr_in addr = {};
-    addr.sin_family = AF_INET;
-    addr.sin_port = htons(port);
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return addr;
 }
 
 // The q-quantile of the round trips, in microseconds (reorders them).
@@ -43,31 +31,21 @@ double quantileUs(std::vector<uint32_t>& values, double q)
 } // namespace
 
 CLoadGenerator::CLoadGenerator()
-    : m_fd(-1), m_port(0), m_nextTag(1), m_seq(0), m_bSpin(true), m_sentAt(RING, 0), m_slotTag(RING, 0),
-      m_rx(static_cast<size_t>(MAX_WINDOW) * RX_SLOT), m_tx(static_cast<size_t>(MAX_WINDOW) * CBenchTraffic::MAX_DATAGRAM)
+    : m_fd(-1), m_nextTag(1), m_seq(0), m_bSpin(true), m_sentAt(RING, 0), m_slotTag(RING, 0),
+      m_rx(static_cast<size_t>(MAX_WINDOW) * RX_SLOT),
+      m_tx(static_cast<size_t>(MAX_WINDOW) * CBenchTraffic::MAX_DATAGRAM)
 {
 }
 
-CLoadGenerator::~CLoadGenerator()
-{
-    if (m_fd >= 0) {
-        close(m_fd);
-    }
-}
+CLoadGenerator::~CLoadGenerator() = default;
 
 int CLoadGenerator::open()
 {
-    m_fd = socket(AF_INET, SOCK_DGRAM, 0);
-    if (m_fd < 0) {
+    std::string error;
+    if (m_peer.bind(CUdpPeer::loopback(0), error) != 0) {
         return -1;
     }
-    sockaddr_in addr = loopback(0);
-    socklen_t len = sizeof(addr);
-    if (bind(m_fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0 ||
-        getsockname(m_fd, reinterpret_cast<sockaddr*>(&addr), &len) != 0) {
-        return -1;
-    }
-    m_port = ntohs(addr.sin_port);
+    m_fd = m_peer.descriptor();
     // Receives wake up at least this often, so silences and deadlines are seen.
     timeval timeout = {0, 50000};
     setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout));
@@ -78,7 +56,7 @@ int CLoadGenerator::sendBatch(EBenchPath path, uint16_t targetPort, int n, uint6
 {
     mmsghdr msgs[MAX_WINDOW];
     iovec iov[MAX_WINDOW];
-    sockaddr_in to = loopback(targetPort);
+    sockaddr_in to = CUdpPeer::loopback(targetPort);
     for (int i = 0; i < n; ++i) {
         uint8_t* slot = m_tx.data() + static_cast<size_t>(i) * CBenchTraffic::MAX_DATAGRAM;
         const int len = CBenchTraffic::buildInput(path, m_nextTag + static_cast<uint32_t>(i), m_seq++, slot);
@@ -141,8 +119,8 @@ TLoadResult CLoadGenerator::run(EBenchPath path, uint16_t targetPort, int window
 
     refill(start);
     while (result.received + result.lost < count) {
-        const int n = recvmmsg(m_fd, msgs, static_cast<unsigned>(window), m_bSpin ? MSG_DONTWAIT : MSG_WAITFORONE,
-                               nullptr);
+        const int n =
+            recvmmsg(m_fd, msgs, static_cast<unsigned>(window), m_bSpin ? MSG_DONTWAIT : MSG_WAITFORONE, nullptr);
         const uint64_t now = nowNs();
         if (now >= deadline) {
             break;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "BenchTraffic.h"
+#include "kit/UdpPeer.h"
 
 // What one measured run gave.
 struct TLoadResult {
@@ -16,7 +17,7 @@ struct TLoadResult {
     double rate = 0;         // matched replies per second
     double p50Us = 0;        // round trip, microseconds
     double p99Us = 0;
-    bool complete = false;   // every request answered before the deadline
+    bool complete = false; // every request answered before the deadline
 };
 
 // The load generator: one UDP socket on 127.0.0.1 that sends the inputs of
@@ -39,7 +40,7 @@ public:
 
     // Binds the socket to an ephemeral port. 0 or -1.
     int open();
-    uint16_t port() const { return m_port; }
+    uint16_t port() const { return m_peer.port(); }
     void setSpin(bool spin) { m_bSpin = spin; }
 
     // Sends one request at a time until one is answered; false when none
@@ -71,13 +72,13 @@ private:
 
     int sendBatch(EBenchPath path, uint16_t targetPort, int n, uint64_t now);
 
-    int m_fd;
-    uint16_t m_port;
+    CUdpPeer m_peer;
+    int m_fd; // the peer's, driven with batched calls
     uint32_t m_nextTag;
     uint8_t m_seq;
     bool m_bSpin;
-    std::vector<uint64_t> m_sentAt;   // by tag % RING: send time, ns
-    std::vector<uint32_t> m_slotTag;  // by tag % RING: tag + 1 while in flight, else 0
+    std::vector<uint64_t> m_sentAt;     // by tag % RING: send time, ns
+    std::vector<uint32_t> m_slotTag;    // by tag % RING: tag + 1 while in flight, else 0
     std::vector<uint32_t> m_roundTrips; // ns, one per matched reply
     std::vector<uint8_t> m_rx;          // MAX_WINDOW receive slots
     std::vector<uint8_t> m_tx;          // MAX_WINDOW send slots

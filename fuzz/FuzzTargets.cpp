@@ -1,8 +1,10 @@
 // The libFuzzer targets: one source, built once per row of s_targets with
 // LUMBRIX_FUZZ_TARGET naming the row. Each process brings the gateway up as
 // main control does, minus the sockets: the logger writes every level to
-// /dev/null (so every log expression is evaluated), every handler is
-// registered, and what a handler sends goes to a checking client. It works
+// /dev/null (so every log expression is evaluated) and standard output, where
+// every line goes too, drops what it is given, so that a line costs no
+// system call; every handler is registered, and what a handler sends goes to
+// a checking client. It works
 // in a directory of its own, as the configuration loaders act on the paths
 // they load. With FUZZ_SEED_DIR set it first writes its seeds there, from
 // the sample traffic.
@@ -22,20 +24,21 @@
 #include <fstream>
 #include <memory>
 
-#include "AppEnvelopeReader.h"
-#include "ClientEntityManager.h"
-#include "FileUtil.h"
-#include "GlobalStatus.h"
-#include "JsonNode.h"
-#include "JsonParser.h"
-#include "KsLog.h"
-#include "LoggerConfig.h"
-#include "LumbrixConfig.h"
-#include "MsgHandleManager.h"
-#include "OutputCheck.h"
-#include "ProtobufService.h"
-#include "SampleTraffic.h"
-#include "XoltService.h"
+#include "msgHandle/AppEnvelopeReader.h"
+#include "dataAccess/client/ClientEntityManager.h"
+#include "common/util/FileUtil.h"
+#include "framework/GlobalStatus.h"
+#include "common/core/JsonNode.h"
+#include "common/core/JsonParser.h"
+#include "common/core/KsLog.h"
+#include "framework/LoggerConfig.h"
+#include "framework/LumbrixConfig.h"
+#include "framework/RecorderConfig.h"
+#include "msgHandle/MsgHandleManager.h"
+#include "kit/OutputCheck.h"
+#include "dataAccess/service/ProtobufService.h"
+#include "kit/SampleTraffic.h"
+#include "dataAccess/service/XoltService.h"
 
 namespace qp = quelby::protocol;
 
@@ -92,11 +95,12 @@ void resetLinkParser(uint8_t channel)
     memset(xolt_get_channel_status(channel), 0, sizeof(xolt_status_t));
 }
 
-void drainPendingQueues()
+// Empties every pending-request queue but the one given.
+void drainPendingQueues(uint32_t kept = 0)
 {
     for (auto& entry : CGlobalStatus::ms_mapMessageIDtoSequence) {
         int sequence = 0;
-        while (CGlobalStatus::popSequence(entry.first, sequence)) {
+        while (entry.first != kept && CGlobalStatus::popSequence(entry.first, sequence)) {
         }
     }
 }
@@ -108,6 +112,8 @@ struct TLinkRun {
     std::vector<std::string> frames;
     std::string printed;
     xolt_message_head_t msg = {};
+    uint64_t badCrcFrames = 0; // what the run added to the parser's receive counts
+    uint64_t skippedBytes = 0;
 };
 
 TLinkRun* s_linkRun = nullptr;
@@ -131,7 +137,11 @@ TLinkRun runLink(uint8_t channel, Feed feed)
     FILE* captured = open_memstream(&text, &textLen);
     FILE* const saved = stdout;
     stdout = captured;
+    const uint64_t badCrcBefore = xolt_get_rx_counts().bad_crc_frames;
+    const uint64_t skippedBefore = xolt_get_rx_counts().skipped_bytes;
     feed(run);
+    run.badCrcFrames = xolt_get_rx_counts().bad_crc_frames - badCrcBefore;
+    run.skippedBytes = xolt_get_rx_counts().skipped_bytes - skippedBefore;
     fflush(captured);
     stdout = saved;
     fclose(captured);
@@ -149,6 +159,9 @@ std::string linkDifference(const TLinkRun& a, uint8_t chanA, const TLinkRun& b, 
     }
     if (a.printed != b.printed) {
         return "other printed lines";
+    }
+    if (a.badCrcFrames != b.badCrcFrames || a.skippedBytes != b.skippedBytes) {
+        return "other receive counts";
     }
     if (memcmp(&a.msg, &b.msg, sizeof(a.msg)) != 0) {
         return "another output record";
@@ -176,9 +189,10 @@ std::string linkDifference(const TLinkRun& a, uint8_t chanA, const TLinkRun& b, 
 // The link parser: the bytes fed one by one (channel 0) and as datagrams the
 // way the link service feeds them, whole (channel 1), in two halves (channel
 // 2) and in pieces of 1 to 32 bytes, each as long as its first byte says
-// (channel 3), deliver the same frames, print the same lines and leave the
-// same output record, channel buffer and status; every frame has at most
-// 512 payload bytes and a CRC that matches what it holds.
+// (channel 3), deliver the same frames, print the same lines, add the same
+// to the receive counts and leave the same output record, channel buffer
+// and status; every frame has at most 512 payload bytes and a CRC that
+// matches what it holds.
 int parseLink(const uint8_t* data, size_t size)
 {
     const TLinkRun byByte = runLink(XOLT_COMM_0, [&](TLinkRun& run) {
@@ -192,9 +206,8 @@ int parseLink(const uint8_t* data, size_t size)
     for (const std::string& frame : byByte.frames) {
         fail("the parser delivered", frameFault(frame.substr(offsetof(xolt_message_head_t, magic)), false));
     }
-    const TLinkRun whole = runLink(XOLT_COMM_1, [&](TLinkRun& run) {
-        xolt_parse_buffer(XOLT_COMM_1, data, size, &run.msg, takeFrame);
-    });
+    const TLinkRun whole =
+        runLink(XOLT_COMM_1, [&](TLinkRun& run) { xolt_parse_buffer(XOLT_COMM_1, data, size, &run.msg, takeFrame); });
     fail("a whole datagram", linkDifference(byByte, XOLT_COMM_0, whole, XOLT_COMM_1));
     const TLinkRun halves = runLink(XOLT_COMM_2, [&](TLinkRun& run) {
         xolt_parse_buffer(XOLT_COMM_2, data, size / 2, &run.msg, takeFrame);
@@ -213,13 +226,15 @@ int parseLink(const uint8_t* data, size_t size)
 }
 
 // Datagrams into the link service. A piece of 1200 bytes completes at most
-// 121 frames: fewer rocker-mode answers than the gets kept pending.
+// 121 frames: fewer rocker-mode answers than the gets kept pending. The
+// pending gets all hold 0 and only frames take from them, so the queue is
+// topped up rather than refilled.
 int intoLinkService(const uint8_t* data, size_t size)
 {
     static std::unique_ptr<ICServiceBase> s_service(static_cast<ICServiceBase*>(CXoltService::create()));
     constexpr size_t kPieceLen = 1200;
     resetLinkParser(XOLT_COMM_0);
-    drainPendingQueues();
+    drainPendingQueues(qp::PARAM_GET_MSG);
     for (size_t offset = 0; offset < size; offset += kPieceLen) {
         while (CGlobalStatus::ms_mapMessageIDtoSequence[qp::PARAM_GET_MSG].size() < 127) {
             CGlobalStatus::pushSequence(qp::PARAM_GET_MSG, 0);
@@ -250,9 +265,8 @@ int intoEnvelopeService(const uint8_t* data, size_t size)
     qp::DroneParamMessageRequest request;
     if (parsed && envelope.head_data().message_id() == qp::PARAM_GET_MSG &&
         request.ParseFromString(envelope.data().value()) &&
-        std::count_if(request.params_list().begin(), request.params_list().end(), [](const auto& p) {
-            return p.param_id() == qp::RC_ROCKER_CONTROL_MODE_MSG;
-        }) > 128) {
+        std::count_if(request.params_list().begin(), request.params_list().end(),
+                      [](const auto& p) { return p.param_id() == qp::RC_ROCKER_CONTROL_MODE_MSG; }) > 128) {
         return -1;
     }
     drainPendingQueues();
@@ -288,8 +302,9 @@ bool loggerStaysInside(const std::string& text)
     return !(log.getChildNode("fileCnt", value) && value.getValue(count) && count > 16);
 }
 
-// The gateway's and the logger's configuration loaders on the text (both
-// first take it as a file name: not for the files of this machine).
+// The gateway's, the recorder's and the logger's configuration loaders on
+// the text (each first takes it as a file name: not for the files of this
+// machine).
 int loadConfigs(const uint8_t* data, size_t size)
 {
     const std::string text(reinterpret_cast<const char*>(data), size);
@@ -297,6 +312,7 @@ int loadConfigs(const uint8_t* data, size_t size)
         return -1;
     }
     CLumbrixConfig().loadConfig(text);
+    CRecorderConfig().load(text);
     // The logger takes a C string, as from the command line.
     const std::string cText(text.c_str());
     if (!loggerStaysInside(cText)) {
@@ -307,16 +323,22 @@ int loadConfigs(const uint8_t* data, size_t size)
     return 0;
 }
 
-// Every sample frame, and all of them back to back in one datagram.
+// Every sample frame, and the frames back to back four at a time (a frame
+// after others: what they left in the receive record). Short streams, not
+// one of every frame: an input costs what its frames cost, and the inputs
+// the fuzzer keeps descend from the seeds.
 std::vector<TSampleMessage> linkSeeds()
 {
     std::vector<TSampleMessage> seeds = sampleRadioFrames(7);
-    TSampleMessage all;
-    all.name = "stream_every_frame";
-    for (const TSampleMessage& f : seeds) {
-        all.bytes += all.bytes.size() + f.bytes.size() <= 4096 ? f.bytes : "";
+    const size_t frames = seeds.size();
+    for (size_t i = 0; i < frames; i += 4) {
+        TSampleMessage stream;
+        stream.name = "stream_" + std::to_string(i / 4);
+        for (size_t k = i; k < std::min(i + 4, frames); ++k) {
+            stream.bytes += seeds[k].bytes;
+        }
+        seeds.push_back(stream);
     }
-    seeds.push_back(all);
     return seeds;
 }
 
@@ -363,6 +385,11 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
         abort();
     }
     s_sandbox = dir;
+    // Every log line goes to standard output too, flushed: here into a
+    // stream that drops it without a system call.
+    static const cookie_io_functions_t s_drop = {nullptr, [](void*, const char*, size_t n) -> ssize_t { return n; },
+                                                 nullptr, nullptr};
+    stdout = fopencookie(nullptr, "w", s_drop);
     atexit([] {
         std::error_code ignored;
         std::filesystem::remove_all(s_sandbox, ignored);

@@ -36,6 +36,7 @@ run_target() {
   local name="$1" binary="$build/fuzz/fuzz_$1" work="$build/fuzz-corpus/$1"
   local log="$build/fuzz-findings/$1.log" kept=() dict=() start status
   mkdir -p "$work"
+  rm -rf "$build/fuzz-seeds/$name" # written afresh by the target: no seed of an older one stays
   [ -d "$here/corpus/$name" ] && kept=("$here/corpus/$name")
   [ -f "$here/dict/$name.dict" ] && dict=(-dict="$here/dict/$name.dict")
   start=$(date +%s)
@@ -43,10 +44,13 @@ run_target() {
     -close_fd_mask=1 -print_final_stats=1 -artifact_prefix="$build/fuzz-findings/$name-" \
     "${dict[@]}" "$work" "$build/fuzz-seeds/$name" "${kept[@]}" >"$log" 2>&1
   status=$?
+  local elapsed=$(( $(date +%s) - start )) units
+  units=$(grep -a -m 1 "^stat::number_of_executed_units" "$log" | awk '{print $2}')
   {
     echo "=== fuzz_$name: ${seconds}s"
-    grep -a -m 2 -E "^stat::number_of_executed_units|^stat::peak_rss_mb" "$log" || true
-    echo "    corpus: $(ls "$work" | wc -l) inputs, $(( $(date +%s) - start ))s, exit status $status"
+    echo "    ${units:-0} inputs run, $(( ${units:-0} / (elapsed > 0 ? elapsed : 1) )) inputs a second"
+    grep -a -m 1 -E "^stat::peak_rss_mb" "$log" || true
+    echo "    corpus: $(ls "$work" | wc -l) inputs, ${elapsed}s, exit status $status"
     if [ $status -ne 0 ]; then
       echo "!!! fuzz_$name found a problem ($log):"
       grep -a -m 8 -E "runtime error|ERROR: |SUMMARY: |Test unit written|^0x" "$log"

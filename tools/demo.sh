@@ -9,6 +9,7 @@
 #
 # LUMBRIX_DEMO_PCAP=FILE also writes the whole session into a capture file
 # (needs mergecap), and FILE.ports the ports it used, as shell assignments.
+# LUMBRIX_DEMO_RECORD=FILE has the gateway record the session itself there.
 # Exit code 0 when every step got its answer.
 set -u
 
@@ -16,6 +17,7 @@ BUILD_DIR=${1:-build}
 GATEWAY="$BUILD_DIR/lumbrix"
 SIM="$BUILD_DIR/lumbrix-sim"
 PCAP_OUT=${LUMBRIX_DEMO_PCAP:-}
+RECORD_OUT=${LUMBRIX_DEMO_RECORD:-}
 STEP_TIMEOUT_MS=2000
 
 for binary in "$GATEWAY" "$SIM"; do
@@ -42,15 +44,15 @@ cleanup() {
 trap cleanup EXIT
 trap 'exit 130' INT TERM
 
-# udp_bound, wait_bound, pick_ports, stop_processes
+# run_session, holds, stop_processes
 . "$(dirname "$0")/lib/loopback.sh"
 
-BASE=$(pick_ports) || { echo "demo: no four free UDP ports between 25300 and 25999" >&2; exit 2; }
-XOLT_PORT=$BASE        # the gateway's link service
-RADIO_PORT=$((BASE + 1)) # the radio side, where the "transmit" client sends
-PROTOBUF_PORT=$((BASE + 2)) # the gateway's App service
-APP_PORT=$((BASE + 3))   # the App, where the "app" client sends
+# The gateway's link service, the radio side (where the "transmit" client
+# sends), the gateway's App service, the App (where the "app" client sends).
+read -r XOLT_PORT RADIO_PORT PROTOBUF_PORT APP_PORT < <("$SIM" ports free 4)
 CONFIG="$WORK/lumbrix.json"
+RECORD=""
+[ -z "$RECORD_OUT" ] || RECORD=", \"record\": {\"enable\": true, \"file\": \"$RECORD_OUT\"}"
 cat > "$CONFIG" << EOF
 {
   "serviceEntity": [
@@ -65,7 +67,7 @@ cat > "$CONFIG" << EOF
   ],
   "log": {"level": "Info", "file": "$WORK/aiService.log", "fileCnt": 2, "logMode": 0, "fileSize": 4194304,
           "logExternalEnable": false, "logExternalPath": "$WORK/card/", "logExternalImagePath": "$WORK/card/images/",
-          "logTransmitUrl": "$WORK/"}
+          "logTransmitUrl": "$WORK/"}$RECORD
 }
 EOF
 
@@ -100,7 +102,7 @@ echo "  simulated App         :$APP_PORT   <- answers from the gateway's \"app\"
 "$GATEWAY" "$CONFIG" > "$WORK/gateway.out" 2>&1 &
 GATEWAY_PID=$!
 PIDS+=($GATEWAY_PID)
-if ! wait_bound "$XOLT_PORT" "$PROTOBUF_PORT"; then
+if ! "$SIM" ports wait "$XOLT_PORT" "$PROTOBUF_PORT"; then
   echo "demo: the gateway did not come up; its output:" >&2
   tail -20 "$WORK/gateway.out" >&2
   exit 1
@@ -109,7 +111,7 @@ pcap_args radio
 "$SIM" radio --config "$CONFIG" --duration 600000 "${PCAP_ARGS[@]}" > "$WORK/radio.out" 2>&1 &
 RADIO_PID=$!
 PIDS+=($RADIO_PID)
-if ! wait_bound "$RADIO_PORT"; then
+if ! "$SIM" ports wait "$RADIO_PORT"; then
   echo "demo: the simulated radio did not come up; its output:" >&2
   cat "$WORK/radio.out" >&2
   exit 1
@@ -131,11 +133,11 @@ settle() {
   done
 }
 
-# step TITLE [APP OPTIONS] COMMAND ARGS...: one App request through the
-# gateway, with the radio side's frames between request and answer.
+# step TITLE TEXTS [APP OPTIONS] COMMAND ARGS...: one App request through
+# the gateway, with the radio side's frames between request and answer.
 step() {
-  local title=$1 rc radio_lines
-  shift
+  local title=$1 texts=$2 rc radio_lines
+  shift 2
   STEPS=$((STEPS + 1))
   SEQUENCE=$((SEQUENCE + 1))
   rule "$STEPS. $title"
@@ -145,12 +147,14 @@ step() {
   timeout 15 "$SIM" app --config "$CONFIG" --seq "$SEQUENCE" --timeout "$STEP_TIMEOUT_MS" "${PCAP_ARGS[@]}" "$@" \
     > "$WORK/step.out" 2> "$WORK/step.err"
   rc=$?
+  [ $rc -ne 0 ] || holds "$WORK/step.out" "$texts" > "$WORK/holds.out" || rc=1
   settle "$WORK/radio.out"
   # The request, then what crossed the radio link, then the answer.
   awk '/^(<--|\(no answer)/ { exit } { print }' "$WORK/step.out"
   tail -n +"$((radio_lines + 1))" "$WORK/radio.out"
   awk 'found || /^(<--|\(no answer)/ { found = 1; print }' "$WORK/step.out"
   sed 's/^/  (app) /' "$WORK/step.err"
+  [ $rc -ne 1 ] || head -1 "$WORK/holds.out"
   if [ $rc -ne 0 ]; then
     FAILED=$((FAILED + 1))
     echo "!! step failed: exit code $rc"
@@ -166,34 +170,7 @@ gateway_alive() {
   exit 1
 }
 
-section "RC settings: gimbal speed and rocker mode (msgid 150)"
-step "read the gimbal speed" get-param gimbal-speed
-step "set the gimbal speed to 60 (the request's CRC is closed with 150 on purpose)" set-param gimbal-speed 60
-step "read it back" get-param gimbal-speed
-step "set the rocker mode to 2" set-param rocker-mode 2
-step "read the rocker mode (answered from the pending-request queue)" get-param rocker-mode
-
-section "RC calibration and stick state (msgid 150)"
-step "enter stick calibration (the calibration state report follows)" --follow 200 calibration enter
-step "leave stick calibration" calibration exit
-step "switch the stick state upload on (answered by the gateway itself)" hardware-state 1
-
-section "Time (msgids 110 and 24)"
-step "set the RC clock: the command channel and its acknowledgement" system-time 1700000000 8
-step "drone UTC time, a notification without an answer" utc-time-sync 1700000000000
-
-section "Nest commands (msgid 182 out, 183 back)"
-step "open the hatch" nest cabin 1 2
-step "charge the drone" nest charge 0 1
-step "system configuration (answered under the single-calibration id)" nest system-config 1 10 20 1700000000 1 1
-step "return wait time (the value never reaches the wire)" nest wait-time 30
-step "automatic task (the nest reports its end)" --follow 400 nest auto 1 1
-step "virtual sticks for the nest (msgid 148, no answer)" nest virtual-stick 100 -100 50 -50 1 0 0
-
-section "Pairing, quick match and versions (msgids 200, 201, 219)"
-step "start pairing (answer, then progress reports)" --follow 400 pair
-step "choose a quick-match connection (no answer)" quick-match choose 2
-step "read the RC's versions" device-info
+run_session "$(dirname "$0")/../kit/every-family.session" step section
 
 section "Reports from the radio side (msgids 150, 144, 182) and a frame with a bad CRC"
 STEPS=$((STEPS + 1))
@@ -203,7 +180,7 @@ timeout 15 "$SIM" app --config "$CONFIG" --duration 5000 --count 8 "${PCAP_ARGS[
   > "$WORK/listen.out" 2> "$WORK/listen.err" &
 LISTENER=$!
 PIDS+=($LISTENER)
-wait_bound "$APP_PORT" || true
+"$SIM" ports wait "$APP_PORT" || true
 gateway_lines=$(wc -l < "$WORK/gateway.out")
 pcap_args "reports"
 timeout 15 "$SIM" radio --config "$CONFIG" --listen 127.0.0.1:0 --reports 150 --rounds 2 --bad-crc "${PCAP_ARGS[@]}" \
@@ -231,6 +208,9 @@ if [ -n "$PCAP_OUT" ]; then
   echo
   echo "capture of the session: $PCAP_OUT"
 fi
+
+# The gateway's recorder writes what it holds within 100 ms.
+[ -z "$RECORD_OUT" ] || sleep 0.3
 
 section "Summary"
 if [ $FAILED -eq 0 ]; then

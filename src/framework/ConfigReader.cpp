@@ -1,7 +1,7 @@
-#include "ConfigReader.h"
+#include "framework/ConfigReader.h"
 
-#include "JsonParser.h"
-#include "KsLog.h"
+#include "common/core/JsonParser.h"
+#include "common/core/KsLog.h"
 
 int CConfigReader::load(const std::string& fileOrText, CJsonNode& root)
 {
@@ -15,6 +15,20 @@ int CConfigReader::load(const std::string& fileOrText, CJsonNode& root)
         return -1;
     }
     return 0;
+}
+
+int CConfigReader::readObject(CJsonNode& root, const std::string& key, CJsonNode& object, const char* file, int line)
+{
+    // Only an object has keys: a root of another kind has none.
+    if (!root.isKeyExist(key)) {
+        return E_READ_MISSING;
+    }
+    root.getChildNode(key, object);
+    if (!object.isObject()) {
+        KS_LOG_AT(E_LOG_LEVEL_ERROR, file, line, "When get object by key, the value type is invalid. key:" << key);
+        return E_READ_INVALID;
+    }
+    return E_READ_OK;
 }
 
 void CConfigReader::logMissing(const std::string& key)

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "JsonNode.h"
+#include "common/core/JsonNode.h"
 
 // The reading rules shared by the gateway's and the logger's configuration:
 // the document comes from a file or, when no file of that name exists, from
@@ -51,6 +51,13 @@ public:
     {
         return readValue(node, key, value) == E_READ_INVALID ? -1 : 0;
     }
+
+    // An optional object of the root: E_READ_MISSING, with nothing logged,
+    // when absent (as in a root that is no object); E_READ_INVALID after
+    // "When get object by key, the value type is invalid. key:" when the
+    // value is no object, logged from the caller's own file and line.
+    static int readObject(CJsonNode& root, const std::string& key, CJsonNode& object,
+                          const char* file = __builtin_FILE(), int line = __builtin_LINE());
 
     static void logMissing(const std::string& key);
     static void logInvalid(const std::string& key);

@@ -1,4 +1,6 @@
-#include "GlobalStatus.h"
+#include "framework/GlobalStatus.h"
+
+#include "framework/PendingDepths.h"
 
 int32_t CGlobalStatus::ms_iCurRcCalibrationCmd = -1;
 int32_t CGlobalStatus::ms_iCurStartMatchingMsgSequence = -1;
@@ -14,7 +16,10 @@ std::map<uint32_t, CKsQueue<int>> CGlobalStatus::ms_mapMessageIDtoSequence;
 
 void CGlobalStatus::pushSequence(uint32_t msgType, int sequence)
 {
-    ms_mapMessageIDtoSequence[msgType].push(sequence);
+    CKsQueue<int>& queue = ms_mapMessageIDtoSequence[msgType];
+    // Published before a push that may wait.
+    CPendingDepths::publish(msgType, queue.size() + 1);
+    queue.push(sequence);
 }
 
 bool CGlobalStatus::popSequence(uint32_t msgType, int& sequence)
@@ -24,10 +29,13 @@ bool CGlobalStatus::popSequence(uint32_t msgType, int& sequence)
         return false;
     }
     queue.pop(sequence);
+    CPendingDepths::publish(msgType, queue.size());
     return true;
 }
 
 void CGlobalStatus::popSequenceWaiting(uint32_t msgType, int& sequence)
 {
-    ms_mapMessageIDtoSequence[msgType].pop(sequence);
+    CKsQueue<int>& queue = ms_mapMessageIDtoSequence[msgType];
+    queue.pop(sequence);
+    CPendingDepths::publish(msgType, queue.size());
 }

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <map>
 
-#include "KsQueue.h"
+#include "common/core/KsQueue.h"
 
 // Process-wide memory that pairs App requests with the link answers that
 // come back later. Two schemes live side by side:

@@ -1,11 +1,11 @@
-#include "LoggerConfig.h"
+#include "framework/LoggerConfig.h"
 
 #include <cstdio>
 #include <string>
 
-#include "ConfigReader.h"
-#include "JsonNode.h"
-#include "KsLog.h"
+#include "framework/ConfigReader.h"
+#include "common/core/JsonNode.h"
+#include "common/core/KsLog.h"
 
 namespace {
 
@@ -58,17 +58,12 @@ int initLogger(const char* configFile)
 
     TLoggerSettings s;
     int level = E_LOG_LEVEL_INFO;
-    if (root.isKeyExist("log")) {
-        if (!root.isObject()) {
-            CConfigReader::logNotObject();
-            return -1;
-        }
-        CJsonNode log;
-        root.getChildNode("log", log);
-        if (!log.isObject()) {
-            KS_LOG_ERROR("When get object by key, the value type is invalid. key:" << "log");
-            return -1;
-        }
+    CJsonNode log;
+    const int found = CConfigReader::readObject(root, "log", log);
+    if (found == CConfigReader::E_READ_INVALID) {
+        return -1;
+    }
+    if (found == CConfigReader::E_READ_OK) {
         if (readSettings(log, s) != 0) {
             return -1;
         }

@@ -1,8 +1,8 @@
-#include "LumbrixConfig.h"
+#include "framework/LumbrixConfig.h"
 
-#include "ConfigReader.h"
-#include "JsonNode.h"
-#include "KsLog.h"
+#include "framework/ConfigReader.h"
+#include "common/core/JsonNode.h"
+#include "common/core/KsLog.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <list>
 #include <string>
 
-#include "EntityInfo.h"
+#include "framework/EntityInfo.h"
 
 class CJsonNode;
 
@@ -23,8 +23,7 @@ private:
     // Checks root and array, then calls readEntry for each element; the
     // entry reader returns 1 to skip (disabled), 0 to keep, -1 to fail.
     template <typename Info>
-    int loadArray(CJsonNode& root, const std::string& key, std::list<Info>& out,
-                  int (*readEntry)(CJsonNode&, Info&));
+    int loadArray(CJsonNode& root, const std::string& key, std::list<Info>& out, int (*readEntry)(CJsonNode&, Info&));
 
     std::list<CServiceEntityInfo> m_listServiceEntityInfo;
     std::list<CClientEntityInfo> m_listClientEntityInfo;

@@ -1,5 +1,4 @@
-#include "MessageSession.h"
-
+#include "framework/MessageSession.h"
 
 CMessageSession::CMessageSession() : m_aiSessionID(0) {}
 

@@ -6,7 +6,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include "KsSingleton.h"
+#include "common/core/KsSingleton.h"
 
 // Session-number singleton kept beside the global status. It owns one
 // atomic session counter and a (so far unused) table of per-session message

@@ -1,9 +1,9 @@
-#include "CpuAffinity.h"
+#include "main/CpuAffinity.h"
 
 #include <cstdlib>
 #include <unistd.h>
 
-#include "KsLog.h"
+#include "common/core/KsLog.h"
 
 uint64_t CCpuAffinity::parseCpuMask(const std::string& cpuList)
 {

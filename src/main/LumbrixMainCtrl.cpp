@@ -1,16 +1,18 @@
-#include "LumbrixMainCtrl.h"
+#include "main/LumbrixMainCtrl.h"
 
 #include <new>
 
-#include "ClientBase.h"
-#include "ClientEntityManager.h"
-#include "IpcFramework.h"
-#include "KsLog.h"
-#include "KsTime.h"
-#include "LumbrixConfig.h"
-#include "MsgHandleManager.h"
-#include "Reflex.h"
-#include "ServiceBase.h"
+#include "dataAccess/client/ClientBase.h"
+#include "dataAccess/client/ClientEntityManager.h"
+#include "common/ipc/IpcFramework.h"
+#include "common/core/KsLog.h"
+#include "common/util/KsTime.h"
+#include "framework/LumbrixConfig.h"
+#include "msgHandle/MsgHandleManager.h"
+#include "framework/RecorderConfig.h"
+#include "common/ipc/Reflex.h"
+#include "dataAccess/service/ServiceBase.h"
+#include "framework/TrafficRecorder.h"
 
 namespace {
 
@@ -45,6 +47,11 @@ int CLumbrixMainCtrl::init(const char* configFile)
         KS_LOG_ERROR("Fail to load ai service config file " << path);
         return -1;
     }
+    // Recording and counters, when asked for, see every endpoint from its
+    // start.
+    CRecorderConfig recorder;
+    recorder.load(path);
+    CTrafficRecorder::getInstance()->start(recorder);
 
     CIpcFramework* framework = CIpcFramework::getInstance();
     if (framework == nullptr || framework->init() != 0) {

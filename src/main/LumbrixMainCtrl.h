@@ -5,7 +5,7 @@
 #include <mutex>
 #include <vector>
 
-#include "KsSingleton.h"
+#include "common/core/KsSingleton.h"
 
 class CLumbrixConfig;
 class ICServiceBase;

@@ -1,10 +1,10 @@
 #include <cstdio>
 
-#include "CpuAffinity.h"
-#include "KsLog.h"
-#include "KsSignal.h"
-#include "LoggerConfig.h"
-#include "LumbrixMainCtrl.h"
+#include "main/CpuAffinity.h"
+#include "common/core/KsLog.h"
+#include "common/util/KsSignal.h"
+#include "framework/LoggerConfig.h"
+#include "main/LumbrixMainCtrl.h"
 #include "LumbrixVersion.h"
 
 int main(int argc, char* argv[])

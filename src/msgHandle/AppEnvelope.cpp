@@ -1,11 +1,11 @@
-#include "AppEnvelope.h"
+#include "msgHandle/AppEnvelope.h"
 
 #include <vector>
 
-#include "ClientBase.h"
-#include "ClientEntityManager.h"
-#include "KsLog.h"
-#include "KsTime.h"
+#include "dataAccess/client/ClientBase.h"
+#include "dataAccess/client/ClientEntityManager.h"
+#include "common/core/KsLog.h"
+#include "common/util/KsTime.h"
 #include "quelby_protocol.pb.h"
 
 namespace {
@@ -60,8 +60,7 @@ const uint8_t* CAppEnvelope::serialize(EToken token, int32_t headType, uint32_t 
 }
 
 int CAppEnvelope::sendToApp(EToken token, int32_t headType, uint32_t messageId, int32_t sequence,
-                            const google::protobuf::MessageLite* body, const char* logText, const char* file,
-                            int line)
+                            const google::protobuf::MessageLite* body, const char* logText, const char* file, int line)
 {
     int size = 0;
     const uint8_t* bytes = serialize(token, headType, messageId, sequence, body, size);

@@ -7,7 +7,7 @@ namespace google {
 namespace protobuf {
 class MessageLite;
 }
-}
+} // namespace google
 
 // Builds and sends the App envelope (QuelbyMessage) of every message the
 // gateway produces for the App. The header always carries device_id 0,

@@ -7,13 +7,13 @@ namespace google {
 namespace protobuf {
 class Any;
 }
-}
+} // namespace google
 namespace quelby {
 namespace protocol {
 class CommonHead;
 class QuelbyMessage;
-}
-}
+} // namespace protocol
+} // namespace quelby
 
 // Decodes App envelopes (QuelbyMessage), one datagram at a time, into one
 // envelope that it keeps, with its header and data and their strings: after

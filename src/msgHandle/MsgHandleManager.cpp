@@ -1,14 +1,19 @@
-#include "MsgHandleManager.h"
+#include "msgHandle/MsgHandleManager.h"
 
 #include <list>
 
-#include "KsLog.h"
-#include "Reflex.h"
-#include "XoltProtocol.h"
+#include "common/core/KsLog.h"
+#include "common/ipc/Reflex.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
-
 namespace {
+
+// One more message without a handler (a single writer: no locked add).
+void countUnhandled(std::atomic<uint64_t>& counter)
+{
+    counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+}
 
 // Creates every handler of one family, initialises it and hands it to
 // registerHandle, in the registry's key order.
@@ -31,12 +36,10 @@ void createHandles(const char* prefix, Register registerHandle)
 
 int CMsgHandleManager::init()
 {
-    createHandles<CProtobuf2XoltHandleBase>("Protobuf2Xolt", [this](std::shared_ptr<CProtobuf2XoltHandleBase>& h) {
-        registerProtobuf2XoltHandle(h);
-    });
-    createHandles<CXolt2ProtobufHandleBase>("Xolt2Protobuf", [this](std::shared_ptr<CXolt2ProtobufHandleBase>& h) {
-        registerXolt2ProtobufHandle(h);
-    });
+    createHandles<CProtobuf2XoltHandleBase>(
+        "Protobuf2Xolt", [this](std::shared_ptr<CProtobuf2XoltHandleBase>& h) { registerProtobuf2XoltHandle(h); });
+    createHandles<CXolt2ProtobufHandleBase>(
+        "Xolt2Protobuf", [this](std::shared_ptr<CXolt2ProtobufHandleBase>& h) { registerXolt2ProtobufHandle(h); });
     return 0;
 }
 
@@ -64,10 +67,12 @@ void CMsgHandleManager::handleProtobufMsg(quelby::protocol::QuelbyMessage& msg)
 {
     if (!msg.has_head_data()) {
         KS_LOG_ERROR("When handle protobuf msg, the head data is not set.");
+        countUnhandled(m_ullUnhandledProtobuf);
         return;
     }
     auto it = m_mapProtobuf2XoltHandle.find(static_cast<uint32_t>(msg.head_data().message_id()));
     if (it == m_mapProtobuf2XoltHandle.end()) {
+        countUnhandled(m_ullUnhandledProtobuf);
         return;
     }
     it->second->handleMsg(msg);
@@ -81,6 +86,7 @@ void CMsgHandleManager::handleXoltMsg(__xolt_message_head* head)
     }
     CXolt2ProtobufHandleBase* handler = m_apXolt2ProtobufIndex[head->msgid];
     if (handler == nullptr) {
+        countUnhandled(m_ullUnhandledXolt);
         return;
     }
     handler->handleMsg(head);

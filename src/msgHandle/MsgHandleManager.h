@@ -2,14 +2,15 @@
 #define LUMBRIX_MSG_HANDLE_MANAGER_H
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
 
-#include "Protobuf2XoltHandleBase.h"
-#include "Xolt2ProtobufHandleBase.h"
-#include "KsSingleton.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
+#include "msgHandle/Xolt2ProtobufHandleBase.h"
+#include "common/core/KsSingleton.h"
 
 // The one place that decides which handler takes a message. init() creates
 // every handler the factory registry knows under "Protobuf2Xolt" and
@@ -37,6 +38,11 @@ public:
     // word.
     void handleXoltMsg(__xolt_message_head* head);
 
+    // Messages no handler took (App envelopes without a head among them),
+    // counted by the thread that dispatches them, readable from any thread.
+    const std::atomic<uint64_t>& unhandledProtobuf() const { return m_ullUnhandledProtobuf; }
+    const std::atomic<uint64_t>& unhandledXolt() const { return m_ullUnhandledXolt; }
+
 private:
     CMsgHandleManager() = default;
     ~CMsgHandleManager() = default;
@@ -47,6 +53,8 @@ private:
     std::map<uint32_t, std::shared_ptr<CXolt2ProtobufHandleBase>> m_mapXolt2ProtobufHandle;
     // The link handlers by msgid (0 to 255), null for none.
     std::array<CXolt2ProtobufHandleBase*, 256> m_apXolt2ProtobufIndex{};
+    std::atomic<uint64_t> m_ullUnhandledProtobuf{0};
+    std::atomic<uint64_t> m_ullUnhandledXolt{0};
 };
 
 #endif

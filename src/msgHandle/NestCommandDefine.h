@@ -34,12 +34,12 @@ enum NEST_COMMON_COMMAND : uint8_t {
 };
 
 // Numbers the nest uses that have no name among its commands.
-constexpr uint8_t NEST_CODE_CALIBRATION_OPERATION = 9;  // command and its acknowledgement
-constexpr uint8_t NEST_CODE_SINGLE_CALIBRATION = 10;    // command and its acknowledgement
-constexpr uint8_t NEST_CODE_RETURN_WAIT_TIME = 24;      // command and its acknowledgement
-constexpr uint8_t NEST_CODE_ZROD_READY = 39;            // report
-constexpr uint8_t NEST_CODE_SELF_CHECK = 40;            // report
-constexpr uint8_t NEST_CODE_TRANSMIT_HEARTBEAT = 64;    // report
+constexpr uint8_t NEST_CODE_CALIBRATION_OPERATION = 9; // command and its acknowledgement
+constexpr uint8_t NEST_CODE_SINGLE_CALIBRATION = 10;   // command and its acknowledgement
+constexpr uint8_t NEST_CODE_RETURN_WAIT_TIME = 24;     // command and its acknowledgement
+constexpr uint8_t NEST_CODE_ZROD_READY = 39;           // report
+constexpr uint8_t NEST_CODE_SELF_CHECK = 40;           // report
+constexpr uint8_t NEST_CODE_TRANSMIT_HEARTBEAT = 64;   // report
 
 // Marker bytes that most commands carry in payload bytes 1 and 2.
 constexpr uint8_t NEST_CMD_MARK_0 = 0xAA;

@@ -1,6 +1,6 @@
-#include "NestCommandTable.h"
+#include "msgHandle/NestCommandTable.h"
 
-#include "NestCommandDefine.h"
+#include "msgHandle/NestCommandDefine.h"
 #include "quelby_protocol.pb.h"
 
 namespace {
@@ -31,8 +31,7 @@ const TNestCommand NEST_COMMANDS[] = {
      "Nest SingleCalibration control request", "case Single Calibration"},
     {NEST_CMD_SYSTEM_CONFIG, NEST_SYSTEM_CONFIG_MSG, NEST_SINGLE_CALIBRATION_MSG, "Nest SystemConfig control request",
      "case NEST_CMD_SYSTEM_CONFIG"},
-    {NEST_CMD_SYSTEM_RESET, NEST_RESET_MSG, NEST_RESET_MSG, "Nest Reset control request",
-     "case NEST_CMD_SYSTEM_RESET"},
+    {NEST_CMD_SYSTEM_RESET, NEST_RESET_MSG, NEST_RESET_MSG, "Nest Reset control request", "case NEST_CMD_SYSTEM_RESET"},
     {NEST_CMD_AIRPLANE_CHARGE, NEST_CHARGE_CONTROL_MSG, NEST_CHARGE_CONTROL_MSG, "Nest Charge control request",
      "case NEST_CMD_AIRPLANE_CHARGE"},
     {NEST_CMD_AIRPLANE_POWER, NEST_TURN_ON_OFF_MSG, NEST_TURN_ON_OFF_MSG, "Nest TurnOnOff control request",

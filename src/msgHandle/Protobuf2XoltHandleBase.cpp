@@ -1,4 +1,4 @@
-#include "Protobuf2XoltHandleBase.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
 
 #include "quelby_protocol.pb.h"
 

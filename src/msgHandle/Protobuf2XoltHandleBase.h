@@ -3,19 +3,19 @@
 
 #include <cstdint>
 
-#include "KsLog.h"
-#include "Reflex.h"
+#include "common/core/KsLog.h"
+#include "common/ipc/Reflex.h"
 
 namespace google {
 namespace protobuf {
 class MessageLite;
 }
-}
+} // namespace google
 namespace quelby {
 namespace protocol {
 class QuelbyMessage;
 }
-}
+} // namespace quelby
 
 // Base of the App-to-radio handlers: one App envelope in, link frames (and
 // sometimes an immediate App answer) out. A handler serves every envelope
@@ -71,25 +71,34 @@ protected:
 // The definitions give the constructor (sets m_ulMsgType), the factory
 // creator, init() (logs the text and the id from the handler's own file),
 // release() and the static registration.
-#define LUMBRIX_PROTOBUF2XOLT_HANDLE(Class)                                      \
-public:                                                                          \
-    Class();                                                                     \
-    static void* create();                                                       \
-    int32_t init() override;                                                     \
-    int32_t release() override;                                                  \
-                                                                                 \
-private:                                                                         \
+#define LUMBRIX_PROTOBUF2XOLT_HANDLE(Class)                                                                            \
+public:                                                                                                                \
+    Class();                                                                                                           \
+    static void* create();                                                                                             \
+    int32_t init() override;                                                                                           \
+    int32_t release() override;                                                                                        \
+                                                                                                                       \
+private:                                                                                                               \
     static CReflexRegister<CProtobuf2XoltHandleBase> ms_reflexRegister;
 
-#define LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(Class, key, msgType, initText)         \
-    CReflexRegister<CProtobuf2XoltHandleBase> Class::ms_reflexRegister(key, &Class::create); \
-    Class::Class() { m_ulMsgType = static_cast<uint32_t>(msgType); }             \
-    void* Class::create() { return static_cast<CProtobuf2XoltHandleBase*>(new Class()); } \
-    int32_t Class::init()                                                        \
-    {                                                                            \
-        KS_LOG_INFO(initText << m_ulMsgType);                                    \
-        return 0;                                                                \
-    }                                                                            \
-    int32_t Class::release() { return 0; }
+#define LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(Class, key, msgType, initText)                                               \
+    CReflexRegister<CProtobuf2XoltHandleBase> Class::ms_reflexRegister(key, &Class::create);                           \
+    Class::Class()                                                                                                     \
+    {                                                                                                                  \
+        m_ulMsgType = static_cast<uint32_t>(msgType);                                                                  \
+    }                                                                                                                  \
+    void* Class::create()                                                                                              \
+    {                                                                                                                  \
+        return static_cast<CProtobuf2XoltHandleBase*>(new Class());                                                    \
+    }                                                                                                                  \
+    int32_t Class::init()                                                                                              \
+    {                                                                                                                  \
+        KS_LOG_INFO(initText << m_ulMsgType);                                                                          \
+        return 0;                                                                                                      \
+    }                                                                                                                  \
+    int32_t Class::release()                                                                                           \
+    {                                                                                                                  \
+        return 0;                                                                                                      \
+    }
 
 #endif

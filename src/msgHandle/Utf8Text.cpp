@@ -1,4 +1,4 @@
-#include "Utf8Text.h"
+#include "msgHandle/Utf8Text.h"
 
 #include <cstdint>
 

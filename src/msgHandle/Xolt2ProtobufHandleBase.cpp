@@ -1,4 +1,4 @@
-#include "Xolt2ProtobufHandleBase.h"
+#include "msgHandle/Xolt2ProtobufHandleBase.h"
 
 CXolt2ProtobufHandleBase::CXolt2ProtobufHandleBase() : m_ulMsgType(0) {}
 

@@ -1,4 +1,4 @@
-#include "XoltCrc.h"
+#include "msgHandle/XoltCrc.h"
 
 #include <array>
 

@@ -1,11 +1,11 @@
-#include "XoltFrameSender.h"
+#include "msgHandle/XoltFrameSender.h"
 
 #include <cstdio>
 #include <cstring>
 
-#include "ClientBase.h"
-#include "ClientEntityManager.h"
-#include "KsLog.h"
+#include "dataAccess/client/ClientBase.h"
+#include "dataAccess/client/ClientEntityManager.h"
+#include "common/core/KsLog.h"
 
 uint16_t CXoltFrameSender::build(xolt_message_head_t& frame, uint8_t msgid, uint8_t destid, const void* payload,
                                  uint16_t length, uint8_t crcExtra)

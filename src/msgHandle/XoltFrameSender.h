@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "XoltProtocol.h"
+#include "msgHandle/XoltProtocol.h"
 
 // Builds and sends the link frames of one handler module. Each App-to-radio
 // handler module keeps one sender as a static of its .cpp; the sender owns

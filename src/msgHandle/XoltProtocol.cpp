@@ -1,10 +1,10 @@
-#include "XoltProtocol.h"
+#include "msgHandle/XoltProtocol.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 
-#include "XoltMessageDefine.h"
+#include "msgHandle/XoltMessageDefine.h"
 
 // The catalogue's CRC extras must agree with the table the parser checks
 // against; the set-gimbal-speed extra is the one deliberate exception.
@@ -44,7 +44,20 @@ void addHeaderByte(xolt_message_head_t* msg, uint8_t c)
     accumulateCrc(msg, c);
 }
 
+xolt_rx_counts_t s_rxCounts;
+
+// One writer per count: no locked add.
+void addCount(std::atomic<uint64_t>& count, uint64_t n)
+{
+    count.store(count.load(std::memory_order_relaxed) + n, std::memory_order_relaxed);
+}
+
 } // namespace
+
+const xolt_rx_counts_t& xolt_get_rx_counts()
+{
+    return s_rxCounts;
+}
 
 xolt_message_head_t* xolt_get_channel_buffer(uint8_t chan)
 {
@@ -79,7 +92,7 @@ __attribute__((always_inline)) inline void countGoodFrame(const xolt_message_hea
 // One byte through the parser: the body of xolt_frame_char_buffer, inlined
 // into the per-datagram loop of xolt_parse_buffer.
 __attribute__((always_inline)) inline uint8_t frameChar(xolt_message_head_t* rxmsg, xolt_status_t* status, uint8_t c,
-                         xolt_message_head_t* r_message)
+                                                        xolt_message_head_t* r_message)
 {
     uint8_t* payload = xolt_payload(rxmsg);
     status->msg_received = XOLT_FRAMING_INCOMPLETE;
@@ -93,6 +106,8 @@ __attribute__((always_inline)) inline uint8_t frameChar(xolt_message_head_t* rxm
             rxmsg->magic = c;
             startCrc(rxmsg);
             rxmsg->checksum = XOLT_STX;
+        } else {
+            addCount(s_rxCounts.skipped_bytes, 1);
         }
         break;
 
@@ -107,6 +122,7 @@ __attribute__((always_inline)) inline uint8_t frameChar(xolt_message_head_t* rxm
         rxmsg->len_hi = c;
         rxmsg->len = static_cast<uint16_t>(rxmsg->len_lo + 256 * c);
         if (rxmsg->len > XOLT_MAX_PAYLOAD_LEN) {
+            addCount(s_rxCounts.skipped_bytes, 3); // start, length
             status->parse_error++;
             status->parse_state = XOLT_PARSE_STATE_IDLE;
         } else {
@@ -141,6 +157,7 @@ __attribute__((always_inline)) inline uint8_t frameChar(xolt_message_head_t* rxm
 
     case XOLT_PARSE_STATE_GOT_MSGID:
         if (c != rxmsg->checksum) {
+            addCount(s_rxCounts.skipped_bytes, XOLT_HEADER_LEN);
             status->parse_error++;
             status->parse_state = XOLT_PARSE_STATE_IDLE;
         } else {
@@ -199,6 +216,7 @@ __attribute__((noinline)) void dropBadCrcFrame(xolt_message_head_t* rxmsg, xolt_
 {
     const uint8_t* ck = xolt_payload(r_message) + r_message->len;
     r_message->crc = static_cast<uint16_t>(ck[0] | (ck[1] << 8));
+    addCount(s_rxCounts.bad_crc_frames, 1);
     printf("======XOLT_FRAMING_BAD_CRC, msgid: %d, sourceid: %d=========\n", r_message->msgid, r_message->sourceid);
     status->parse_error++;
     status->msg_received = XOLT_FRAMING_INCOMPLETE;
@@ -215,7 +233,7 @@ __attribute__((noinline)) void dropBadCrcFrame(xolt_message_head_t* rxmsg, xolt_
 
 // One byte through xolt_parse_char on the channel's record and status.
 __attribute__((always_inline)) inline uint8_t parseChar(xolt_message_head_t* rxmsg, xolt_status_t* status, uint8_t c,
-                         xolt_message_head_t* r_message)
+                                                        xolt_message_head_t* r_message)
 {
     const uint8_t msg_received = frameChar(rxmsg, status, c, r_message);
     if (msg_received != XOLT_FRAMING_BAD_CRC) {
@@ -304,13 +322,15 @@ void xolt_parse_buffer(uint8_t chan, const uint8_t* data, size_t len, xolt_messa
                 // Bytes before a start byte: each step would only reset the
                 // same three fields.
                 const void* stx = std::memchr(data + i, XOLT_STX, len - i);
+                const size_t next = stx == nullptr ? len : static_cast<size_t>(static_cast<const uint8_t*>(stx) - data);
+                addCount(s_rxCounts.skipped_bytes, next - i);
                 status->msg_received = XOLT_FRAMING_INCOMPLETE;
                 r_message->len = rxmsg->len;
                 status->parse_error = 0;
                 if (stx == nullptr) {
                     return;
                 }
-                i = static_cast<size_t>(static_cast<const uint8_t*>(stx) - data);
+                i = next;
             }
             const size_t frameLen = wholeFrame(rxmsg, status, data + i, len - i, r_message);
             if (frameLen > 0) {
@@ -355,8 +375,8 @@ uint16_t xolt_finalize_message(xolt_message_head_t* msg, uint8_t dest_id, uint8_
     msg->sourceid = source_id;
     msg->seq = tx_seq;
     tx_seq = static_cast<uint8_t>(tx_seq + 1);
-    msg->checksum = static_cast<uint8_t>(XOLT_STX + msg->len_lo + msg->len_hi + msg->seq + msg->destid +
-                                         msg->sourceid + msg->msgid);
+    msg->checksum = static_cast<uint8_t>(XOLT_STX + msg->len_lo + msg->len_hi + msg->seq + msg->destid + msg->sourceid +
+                                         msg->msgid);
 
     // len_lo .. checksum and the payload are contiguous in the record.
     const uint16_t coveredHeaderBytes = XOLT_HEADER_LEN - 1;

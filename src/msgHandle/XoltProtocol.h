@@ -1,10 +1,11 @@
 #ifndef LUMBRIX_XOLT_PROTOCOL_H
 #define LUMBRIX_XOLT_PROTOCOL_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
-#include "XoltCrc.h"
+#include "msgHandle/XoltCrc.h"
 
 // The Xolt link frame codec: the in-memory message record shared by both
 // directions, the byte-by-byte receive parser with its per-channel state, and
@@ -65,9 +66,9 @@ typedef enum {
 // payload64 itself (it is not 8-byte aligned).
 #pragma pack(push, 1)
 struct __xolt_message_head {
-    uint16_t crc;           // CRC as computed (builder) or as received (bad-CRC report)
-    uint16_t len;           // payload length N
-    uint8_t magic;          // XOLT_STX
+    uint16_t crc;  // CRC as computed (builder) or as received (bad-CRC report)
+    uint16_t len;  // payload length N
+    uint8_t magic; // XOLT_STX
     uint8_t len_lo;
     uint8_t len_hi;
     uint8_t seq;
@@ -109,38 +110,49 @@ inline const uint8_t* xolt_wire_bytes(const xolt_message_head_t* msg)
 
 // Receive parser status of one channel.
 struct __xolt_status {
-    uint8_t msg_received;                       // XOLT_FRAMING_* of the last byte
-    uint8_t buffer_overrun;                     // not set by this program
-    uint8_t parse_error;                        // 1 for a byte that caused a parse error
+    uint8_t msg_received;   // XOLT_FRAMING_* of the last byte
+    uint8_t buffer_overrun; // not set by this program
+    uint8_t parse_error;    // 1 for a byte that caused a parse error
     xolt_parse_state_t parse_state;
-    uint16_t packet_idx;                        // payload bytes received so far
-    uint8_t current_rx_seq[256];                // last sequence received, per sourceid
-    uint8_t current_tx_seq[256];                // not used: see xolt_finalize_message
-    uint32_t packet_rx_success_count[256];      // good frames, per sourceid
-    uint32_t packet_rx_drop_count[256];         // sequence mismatches, per sourceid
-    uint32_t packet_tx_success_count[256];      // not used by this program
-    uint32_t packet_tx_fail_count[256];         // not used by this program
+    uint16_t packet_idx;                   // payload bytes received so far
+    uint8_t current_rx_seq[256];           // last sequence received, per sourceid
+    uint8_t current_tx_seq[256];           // not used: see xolt_finalize_message
+    uint32_t packet_rx_success_count[256]; // good frames, per sourceid
+    uint32_t packet_rx_drop_count[256];    // sequence mismatches, per sourceid
+    uint32_t packet_tx_success_count[256]; // not used by this program
+    uint32_t packet_tx_fail_count[256];    // not used by this program
 };
 typedef struct __xolt_status xolt_status_t;
 
+// Receive counts of the parser over every channel (the gateway feeds one):
+// frames dropped for their CRC, and bytes that were part of no frame
+// (before a start byte, or of a header dropped for its length or its
+// checksum). Counted by the thread that feeds the parser, readable from any
+// thread.
+struct xolt_rx_counts_t {
+    std::atomic<uint64_t> bad_crc_frames{0};
+    std::atomic<uint64_t> skipped_bytes{0};
+};
+const xolt_rx_counts_t& xolt_get_rx_counts();
+
 // CRC extra of every msgid: the byte that closes the CRC of its frames.
 inline constexpr uint8_t xolt_message_crcs[256] = {
-    34, 187, 124, 18, 233, 246, 0, 0, 0, 0, 0, 0, 0, 0, 0, 142,                 // 0
-    159, 220, 22, 172, 15, 143, 5, 15, 128, 241, 148, 46, 196, 142, 42, 107,    // 16
-    163, 193, 11, 97, 29, 115, 80, 0, 133, 126, 38, 15, 5, 114, 0, 0,           // 32
-    177, 12, 194, 122, 11, 159, 0, 238, 247, 7, 57, 9, 147, 138, 0, 0,          // 48
-    0, 191, 31, 0, 0, 52, 62, 128, 137, 196, 190, 234, 182, 64, 141, 112,       // 64
-    220, 25, 11, 158, 110, 33, 190, 214, 151, 86, 124, 234, 243, 170, 104, 106, // 80
-    51, 142, 54, 164, 65, 143, 249, 244, 145, 232, 171, 196, 153, 75, 183, 178, // 96
-    39, 41, 34, 10, 125, 23, 79, 236, 232, 126, 46, 61, 58, 135, 177, 26,       // 112
-    8, 138, 88, 0, 0, 0, 0, 0, 0, 0, 0, 0, 180, 0, 0, 0,                        // 128
-    224, 0, 0, 0, 237, 84, 36, 0, 0, 223, 252, 200, 0, 0, 33, 195,              // 144
-    57, 2, 115, 0, 0, 0, 0, 0, 194, 146, 20, 204, 146, 72, 32, 28,              // 160
-    178, 100, 0, 0, 0, 102, 59, 123, 0, 0, 0, 0, 0, 46, 89, 195,                // 176
-    106, 52, 43, 119, 128, 0, 0, 0, 131, 47, 0, 0, 0, 0, 0, 0,                  // 192
-    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,                             // 208
-    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,                             // 224
-    0, 0, 0, 0, 0, 0, 184, 47, 0, 0, 0, 0, 0, 0, 0, 0,                          // 240
+    34,  187, 124, 18,  233, 246, 0,   0,   0,   0,   0,   0,   0,   0,   0,   142, // 0
+    159, 220, 22,  172, 15,  143, 5,   15,  128, 241, 148, 46,  196, 142, 42,  107, // 16
+    163, 193, 11,  97,  29,  115, 80,  0,   133, 126, 38,  15,  5,   114, 0,   0,   // 32
+    177, 12,  194, 122, 11,  159, 0,   238, 247, 7,   57,  9,   147, 138, 0,   0,   // 48
+    0,   191, 31,  0,   0,   52,  62,  128, 137, 196, 190, 234, 182, 64,  141, 112, // 64
+    220, 25,  11,  158, 110, 33,  190, 214, 151, 86,  124, 234, 243, 170, 104, 106, // 80
+    51,  142, 54,  164, 65,  143, 249, 244, 145, 232, 171, 196, 153, 75,  183, 178, // 96
+    39,  41,  34,  10,  125, 23,  79,  236, 232, 126, 46,  61,  58,  135, 177, 26,  // 112
+    8,   138, 88,  0,   0,   0,   0,   0,   0,   0,   0,   0,   180, 0,   0,   0,   // 128
+    224, 0,   0,   0,   237, 84,  36,  0,   0,   223, 252, 200, 0,   0,   33,  195, // 144
+    57,  2,   115, 0,   0,   0,   0,   0,   194, 146, 20,  204, 146, 72,  32,  28,  // 160
+    178, 100, 0,   0,   0,   102, 59,  123, 0,   0,   0,   0,   0,   46,  89,  195, // 176
+    106, 52,  43,  119, 128, 0,   0,   0,   131, 47,  0,   0,   0,   0,   0,   0,   // 192
+    0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   // 208
+    0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   // 224
+    0,   0,   0,   0,   0,   0,   184, 47,  0,   0,   0,   0,   0,   0,   0,   0,   // 240
 };
 
 // Receive record and status of a channel (zero at start, kept between

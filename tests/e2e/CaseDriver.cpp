@@ -11,10 +11,13 @@
 // for the row's cell; a step whose every {column} is empty is left out.
 //
 // Settings, before the first other step (the gateway starts then):
+//   native                 the section is skipped for a gateway run through an
+//                          emulator (whose threads and signals are its own)
 //   level LEVEL            log level of the configuration (default Info)
 //   args WORD...           arguments after the configuration file (CPU list)
 //   argv [WORD...]         the whole command line instead; nothing is awaited
 //   file NAME TEXT         writes TEXT to NAME in the temporary directory
+//   config TEXT            adds TEXT (members) to the configuration's root
 // Input:
 //   app ID SEQ [head H] [token T] [TYPE {TEXT} | data "BYTES"]
 //                          an App envelope (head type 1, token "App" unless
@@ -44,10 +47,19 @@
 //   out TEXT [| TEXT...] / no TEXT [| TEXT...]
 //                          each TEXT is / is not in the output (stdout, stderr)
 //   count N TEXT           TEXT exactly N times in the output
+//   match REGEX            the output matches REGEX (ECMAScript)
 //   mark                   output searches start from here on
 //   in FILE TEXT           the file in the temporary directory holds TEXT
 //   alive                  a key event and a time sync are still answered
-//   signal NAME            sends SIGNAME (INT, HUP, TERM, SEGV) to the gateway
+//   signal NAME            sends SIGNAME to the gateway (HUP, RTMIN+3, RTMAX-1 ...)
+//   storm N NAME...        from now on, in the background, N signals a few ms
+//                          apart, the names in turn; calm waits for its end
+//   threads N NAME...      the gateway runs N threads, each but the main one
+//                          blocking exactly the named signals (RTMIN..RTMIN+3
+//                          for a range)
+//   fsize N                the log file is padded past the output so far, then
+//                          the gateway may write no file more than N bytes past
+//                          its end (the log's own writes reach the limit first)
 //   exits CODE / killed NAME   the gateway ends so within 5 s
 //   runs MS                the gateway still runs after MS
 //   STEP => STEP ...       the steps in turn (an input and what must come of it)
@@ -70,10 +82,12 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <regex>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
 
@@ -183,10 +197,11 @@ std::string text(const std::string& s)
 }
 
 // BYTES as above; -1 stands for any byte, -2 for any rest.
-bool parseBytes(const std::string& s, std::vector<int>& out)
+bool parseBytesOnce(const std::string& s, std::vector<int>& out)
 {
-    static const std::regex word(R"((\.\.\.)|~(\d+)|([0-9a-f]{2})\.\.([0-9a-f]{2})|((?:[0-9a-f]{2}|\?\?)+|".*")(?:\*(\d+))?)",
-                                 std::regex::icase);
+    static const std::regex word(
+        R"((\.\.\.)|~(\d+)|([0-9a-f]{2})\.\.([0-9a-f]{2})|((?:[0-9a-f]{2}|\?\?)+|".*")(?:\*(\d+))?)",
+        std::regex::icase);
     std::istringstream in(s);
     std::smatch m;
     for (std::string w, str; in >> w;) {
@@ -213,13 +228,29 @@ bool parseBytes(const std::string& s, std::vector<int>& out)
     return true;
 }
 
+// The same, remembered: steps repeated thousands of times give the same texts.
+bool parseBytes(const std::string& s, std::vector<int>& out)
+{
+    static std::map<std::string, std::pair<bool, std::vector<int>>> s_seen;
+    const auto seen = s_seen.find(s);
+    if (seen != s_seen.end()) {
+        out = seen->second.second;
+        return seen->second.first;
+    }
+    std::pair<bool, std::vector<int>>& result = s_seen[s];
+    result.first = parseBytesOnce(s, result.second);
+    out = result.second;
+    return result.first;
+}
+
 // "TYPE {TEXT}" as a message of that type, or nothing.
 std::unique_ptr<gp::Message> parseMessage(const std::string& s)
 {
     const size_t open = s.find('{'), close = s.rfind('}');
-    const gp::Descriptor* d = open < close && close != std::string::npos
-        ? gp::DescriptorPool::generated_pool()->FindMessageTypeByName("quelby.protocol." + trim(s.substr(0, open)))
-        : nullptr;
+    const gp::Descriptor* d =
+        open < close && close != std::string::npos
+            ? gp::DescriptorPool::generated_pool()->FindMessageTypeByName("quelby.protocol." + trim(s.substr(0, open)))
+            : nullptr;
     std::unique_ptr<gp::Message> m(d ? gp::MessageFactory::generated_factory()->GetPrototype(d)->New() : nullptr);
     return m && gp::TextFormat::ParseFromString(s.substr(open + 1, close - open - 1), m.get()) ? std::move(m) : nullptr;
 }
@@ -247,16 +278,70 @@ bool hasLogLine(const std::string& out, const std::string& level, const std::str
     return false;
 }
 
+// "HUP", "RTMIN+3", "RTMAX-1" as a signal number; 0 for another word.
 int signalNumber(const std::string& name)
 {
-    const std::map<std::string, int> known{{"INT", SIGINT}, {"HUP", SIGHUP}, {"TERM", SIGTERM}, {"SEGV", SIGSEGV}};
-    return known.count(name) ? known.at(name) : 0;
+    if (name == "IO") {
+        return SIGIO; // the C library names it POLL
+    }
+    for (int sig = 1; sig < SIGRTMIN; ++sig) {
+        if (sigabbrev_np(sig) != nullptr && name == sigabbrev_np(sig)) {
+            return sig;
+        }
+    }
+    std::smatch m;
+    static const std::regex rt(R"(RT(MIN|MAX)(?:([+-])(\d+))?)");
+    if (!std::regex_match(name, m, rt)) {
+        return 0;
+    }
+    const int offset = m[2].matched ? (m[2] == "+" ? 1 : -1) * std::stoi(m[3]) : 0;
+    return (m[1] == "MIN" ? SIGRTMIN : SIGRTMAX) + offset;
+}
+
+// The signals NAME... as a set; "A..B" stands for A to B. False at a word
+// that names none.
+bool signalSet(std::istream& names, sigset_t& set)
+{
+    sigemptyset(&set);
+    for (std::string word; names >> word;) {
+        const size_t dots = word.find("..");
+        const int first = signalNumber(word.substr(0, dots));
+        const int last = dots == std::string::npos ? first : signalNumber(word.substr(dots + 2));
+        for (int sig = first; sig <= last && first != 0; ++sig) {
+            sigaddset(&set, sig);
+        }
+        if (first == 0 || last < first) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// The set of a SigBlk line of /proc/PID/task/TID/status (bit n-1 for signal n).
+sigset_t blockedOf(const std::string& status)
+{
+    sigset_t set;
+    sigemptyset(&set);
+    const size_t at = status.find("SigBlk:");
+    const uint64_t bits = at == std::string::npos ? 0 : std::stoull(status.substr(at + 7), nullptr, 16);
+    for (int sig = 1; sig <= 64; ++sig) {
+        if (bits >> (sig - 1) & 1) {
+            sigaddset(&set, sig);
+        }
+    }
+    return set;
 }
 
 // One section against one gateway.
 class CaseRun : public testing::Test {
 public:
     explicit CaseRun(const Section& s) : m_section(s) {}
+    ~CaseRun() override
+    {
+        if (m_storm.joinable()) {
+            m_storm.join();
+        }
+    }
 
     void TestBody() override
     {
@@ -265,7 +350,9 @@ public:
             testing::ScopedTrace trace(m_section.file.c_str(), step.line, step.text);
             std::smatch m;
             const bool repeated = std::regex_match(step.text, m, times);
-            if (!m_started && setting(step.text)) {
+            if (!m_started && step.text == "native" && getenv("LUMBRIX_EXEC_WRAPPER") != nullptr) {
+                GTEST_SKIP() << "a native gateway only";
+            } else if (!m_started && setting(step.text)) {
                 continue;
             } else if (!m_started && !(m_started = true, start())) {
                 return;
@@ -284,7 +371,8 @@ private:
     bool fail(const std::string& why)
     {
         const std::string out = h.output();
-        ADD_FAILURE() << why << "\n--- gateway output (end):\n" << out.substr(out.size() > 3000 ? out.size() - 3000 : 0);
+        ADD_FAILURE() << why << "\n--- gateway output (end):\n"
+                      << out.substr(out.size() > 3000 ? out.size() - 3000 : 0);
         return false;
     }
 
@@ -301,8 +389,11 @@ private:
             }
         } else if (keyword == "file" && in >> word) {
             writeFile(h.dir.file(word), expand(trim(step.substr(step.find(word) + word.size()))));
+        } else if (keyword == "config") {
+            h.extraConfig = expand(trim(step.substr(keyword.size())));
         }
-        return keyword == "level" || keyword == "args" || keyword == "argv" || keyword == "file";
+        return keyword == "level" || keyword == "args" || keyword == "argv" || keyword == "file" ||
+               keyword == "native" || keyword == "config";
     }
 
     bool start()
@@ -315,26 +406,46 @@ private:
 
     std::string expand(const std::string& step)
     {
-        static const std::regex field(R"(\{([a-z0-9]+)(?:@(\d+))?\})");
-        const std::map<std::string, std::string> names{
-            {"size", std::to_string(m_lastAppSize)}, {"app", std::to_string(h.app.port())},
-            {"radio", std::to_string(h.radio.port())}, {"xolt", std::to_string(h.xoltPort)},
-            {"protobuf", std::to_string(h.protobufPort)}, {"dir", h.dir.path()}, {"config", h.configPath},
-            {"json", h.configJson(m_level)}, {"gateway", gatewayBinary()},
-            {"pid", std::to_string(h.process ? h.process->pid() : 0)}};
+        const std::map<std::string, std::string> names{{"size", std::to_string(m_lastAppSize)},
+                                                       {"app", std::to_string(h.app.port())},
+                                                       {"radio", std::to_string(h.radio.port())},
+                                                       {"xolt", std::to_string(h.xoltPort)},
+                                                       {"protobuf", std::to_string(h.protobufPort)},
+                                                       {"dir", h.dir.path()},
+                                                       {"config", h.configPath},
+                                                       {"json", h.configJson(m_level)},
+                                                       {"gateway", gatewayBinary()},
+                                                       {"pid", std::to_string(h.process ? h.process->pid() : 0)}};
+        // {name} or {name@N}: scanned by hand, as steps repeated thousands of
+        // times are expanded each time.
         std::string out;
-        auto last = step.cbegin();
-        for (std::sregex_iterator it(step.begin(), step.end(), field), end; it != end; last = (it++)->suffix().first) {
-            const std::string name = (*it)[1];
-            const uint8_t* r = &m_record[std::min<size_t>((*it)[2].matched ? std::stoul((*it)[2]) : 0, 520)];
+        size_t last = 0;
+        for (size_t open = step.find('{'); open != std::string::npos; open = step.find('{', open + 1)) {
+            const size_t end = step.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789", open + 1);
+            const size_t at = end != std::string::npos && step[end] == '@' ? end : std::string::npos;
+            const size_t close = at != std::string::npos ? step.find_first_not_of("0123456789", at + 1) : end;
+            if (end == open + 1 || close == std::string::npos || step[close] != '}' || close == at + 1) {
+                continue;
+            }
+            const std::string name = step.substr(open + 1, end - open - 1);
+            const uint8_t* r =
+                &m_record[std::min<size_t>(at != std::string::npos ? std::stoul(step.substr(at + 1)) : 0, 520)];
             const uint32_t u32 = r[0] | r[1] << 8 | r[2] << 16 | static_cast<uint32_t>(r[3]) << 24;
-            const std::map<std::string, int64_t> record{
-                {"u8", r[0]}, {"s8", static_cast<int8_t>(r[0])}, {"u16", u32 & 0xFFFF}, {"i16", static_cast<int16_t>(u32)}, {"u32", u32}};
-            out.append(last, it->prefix().second) += (*it)[2].matched && record.count(name) ? std::to_string(record.at(name))
-                                                     : names.count(name)                    ? names.at(name)
-                                                                                            : it->str();
+            const std::map<std::string, int64_t> record{{"u8", r[0]},
+                                                        {"s8", static_cast<int8_t>(r[0])},
+                                                        {"u16", u32 & 0xFFFF},
+                                                        {"i16", static_cast<int16_t>(u32)},
+                                                        {"u32", u32}};
+            if (at != std::string::npos && record.count(name)) {
+                out.append(step, last, open - last) += std::to_string(record.at(name));
+            } else if (at == std::string::npos && names.count(name)) {
+                out.append(step, last, open - last) += names.at(name);
+            } else {
+                continue;
+            }
+            last = close + 1;
         }
-        return out.append(last, step.cend());
+        return out.append(step, last, std::string::npos);
     }
 
     bool one(const std::string& step)
@@ -352,7 +463,8 @@ private:
         } else if (keyword == "app-bytes" || keyword == "radio-bytes") {
             const bool ok = parseBytes(rest, bytes);
             const std::string datagram(bytes.begin(), bytes.end());
-            return (ok && (keyword == "app-bytes" ? h.sendEnvelope(datagram) : h.sendFrame(datagram))) || fail("bad bytes");
+            return (ok && (keyword == "app-bytes" ? h.sendEnvelope(datagram) : h.sendFrame(datagram))) ||
+                   fail("bad bytes");
         } else if (keyword == "to-radio") {
             return toRadio(rest);
         } else if (keyword == "to-app") {
@@ -391,6 +503,10 @@ private:
             within(2000, [&] { return count() >= n; });
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             return count() == n || fail(std::to_string(count()) + " times, not " + std::to_string(n) + ": " + what);
+        } else if (keyword == "match") {
+            const std::regex pattern(rest);
+            return within(2000, [&] { return std::regex_search(h.output().substr(m_mark), pattern); }) ||
+                   fail("no match for " + rest);
         } else if (keyword == "mark") {
             m_mark = h.output().size();
             return true;
@@ -407,14 +523,22 @@ private:
         } else if (keyword == "signal" && signalNumber(rest) != 0) {
             h.process->signal(signalNumber(rest));
             return true;
+        } else if (keyword == "storm" || keyword == "calm") {
+            return storm(rest);
+        } else if (keyword == "threads") {
+            return threads(rest);
+        } else if (keyword == "fsize") {
+            return fileSizeLimit(std::stoll(rest));
         } else if (keyword == "exits" || keyword == "killed") {
             const int status = h.process->waitExit(5000);
             h.process.reset(); // an end that was expected
-            return (status != -1 && (keyword == "exits" ? WIFEXITED(status) && WEXITSTATUS(status) == std::stoi(rest)
-                                                        : WIFSIGNALED(status) && WTERMSIG(status) == signalNumber(rest))) ||
+            return (status != -1 &&
+                    (keyword == "exits" ? WIFEXITED(status) && WEXITSTATUS(status) == std::stoi(rest)
+                                        : WIFSIGNALED(status) && WTERMSIG(status) == signalNumber(rest))) ||
                    fail(status == -1 ? "still running" : "ended with " + describeExit(status));
         } else if (keyword == "runs") {
-            return h.process->waitExit(std::stoi(rest)) == -1 || fail("ended with " + describeExit(h.process->waitExit(0)));
+            return h.process->waitExit(std::stoi(rest)) == -1 ||
+                   fail("ended with " + describeExit(h.process->waitExit(0)));
         }
         return fail("unknown step");
     }
@@ -448,8 +572,8 @@ private:
             return fail("radio S>D MSGID/EXTRA [seq N] [: BYTES]");
         }
         const std::vector<uint8_t> frame =
-            radioFrame(m[5].matched ? std::stoi(m[5]) : m_radioSeq++, std::stoi(m[2]), std::stoi(m[1]),
-                       std::stoi(m[3]), std::vector<uint8_t>(payload.begin(), payload.end()), std::stoi(m[4]));
+            radioFrame(m[5].matched ? std::stoi(m[5]) : m_radioSeq++, std::stoi(m[2]), std::stoi(m[1]), std::stoi(m[3]),
+                       std::vector<uint8_t>(payload.begin(), payload.end()), std::stoi(m[4]));
         std::copy(frame.begin() + 8, frame.begin() + std::min(frame.size(), 8 + m_record.size()), m_record.begin());
         return h.sendFrame(frame) || fail("send failed");
     }
@@ -509,6 +633,73 @@ private:
         return true;
     }
 
+    // storm N NAME...: the sender thread starts; calm (no words): it has ended.
+    bool storm(const std::string& rest)
+    {
+        if (m_storm.joinable()) {
+            m_storm.join();
+        }
+        std::istringstream in(rest);
+        int count = 0;
+        std::vector<int> kinds;
+        in >> count;
+        for (std::string name; in >> name;) {
+            kinds.push_back(signalNumber(name));
+        }
+        if (std::count(kinds.begin(), kinds.end(), 0) != 0 || (count > 0 && kinds.empty())) {
+            return fail("storm N NAME...");
+        }
+        const pid_t pid = h.process->pid();
+        m_storm = count == 0 ? std::thread() : std::thread([pid, count, kinds] {
+            for (int i = 0; i < count; ++i) {
+                kill(pid, kinds[i % kinds.size()]);
+                std::this_thread::sleep_for(std::chrono::milliseconds(3));
+            }
+        });
+        return true;
+    }
+
+    bool threads(const std::string& rest)
+    {
+        std::istringstream in(rest);
+        size_t count = 0;
+        sigset_t want;
+        if (!(in >> count) || !signalSet(in, want)) {
+            return fail("threads N NAME...");
+        }
+        const std::string task = "/proc/" + std::to_string(h.process->pid()) + "/task/";
+        std::vector<std::string> tids;
+        std::error_code error;
+        for (const auto& entry : std::filesystem::directory_iterator(task, error)) {
+            tids.push_back(entry.path().filename());
+        }
+        if (tids.size() != count) {
+            return fail(std::to_string(tids.size()) + " threads");
+        }
+        for (const std::string& tid : tids) {
+            const sigset_t got = blockedOf(readFile(task + tid + "/status"));
+            for (int sig = 1; sig <= 64 && tid != std::to_string(h.process->pid()); ++sig) {
+                if (sigismember(&got, sig) != sigismember(&want, sig)) {
+                    return fail("thread " + tid + (sigismember(&got, sig) ? " blocks " : " does not block ") +
+                                "signal " + std::to_string(sig));
+                }
+            }
+        }
+        return true;
+    }
+
+    // The output file is written as often as the log file (every line goes
+    // to both) and is unbuffered: the log, padded past it, reaches the limit
+    // first, and with a write of the thread that logs.
+    bool fileSizeLimit(long long past)
+    {
+        const std::string output = h.output();
+        std::ofstream(h.logPath, std::ios::app) << std::string(output.size() + 65536, '.') << "\n";
+        const rlimit limit{static_cast<rlim_t>(std::filesystem::file_size(h.logPath) + past),
+                           static_cast<rlim_t>(std::filesystem::file_size(h.logPath) + past)};
+        return prlimit(h.process->pid(), RLIMIT_FSIZE, &limit, nullptr) == 0 || fail("prlimit");
+    }
+
     bool quiet(const std::string& side)
     {
         std::string got;
@@ -528,6 +719,7 @@ private:
 
     const Section& m_section;
     GatewayHarness h;
+    std::thread m_storm; // joined before the gateway goes
     std::string m_level = "Info";
     std::vector<std::string> m_args;
     bool m_argv = false, m_started = false;

@@ -8,6 +8,12 @@
 // (OutputCheck.h). Afterwards every family must still answer, and the
 // resident memory may grow by at most 1 MiB after the first tenth of the run.
 //
+// A second run records: SOAK_RECORDED datagrams in and out together
+// (default 1,000,000: drone time notifications from the App and the frames
+// they become, 64 in flight) must all be in
+// the recording as whole records, with the resident memory after the first
+// 100,000 within 1 MiB of the end's.
+//
 // The gateway waits for ever in two places by design, and the mix keeps
 // clear of both: it sends no rocker-mode answer (which pops a pending get
 // without looking), and requests whose queue the mix does not pop (quick
@@ -16,14 +22,15 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <iostream>
 #include <random>
 
 #include "GatewayHarness.h"
-#include "OutputCheck.h"
-#include "SampleTraffic.h"
+#include "kit/OutputCheck.h"
+#include "kit/SampleTraffic.h"
 
 namespace qp = quelby::protocol;
 using Clock = std::chrono::steady_clock;
@@ -159,10 +166,13 @@ protected:
     {
         const int32_t sequence = ++m_sequence;
         h.sendEnvelope(withSequence(m_ping, sequence));
-        return await(true, [sequence](const std::string& m) {
-            const qp::CommonHead head = headOf(m);
-            return head.message_id() == qp::RC_START_HARDWARE_STATE_NTFY_MSG && head.message_sequence() == sequence;
-        }, 3000);
+        return await(
+            true,
+            [sequence](const std::string& m) {
+                const qp::CommonHead head = headOf(m);
+                return head.message_id() == qp::RC_START_HARDWARE_STATE_NTFY_MSG && head.message_sequence() == sequence;
+            },
+            3000);
     }
 
     // A request still gets its frame out and, where the radio side answers
@@ -248,10 +258,12 @@ TEST_F(CSoak, DatagramsThenEveryFamilyAnswers)
     for (const TSampleMessage& f : m_frames) {
         if (f.answered && f.queueKey == 0) {
             h.sendFrame(f.bytes);
-            EXPECT_TRUE(await(true, [&f](const std::string& m) {
-                return f.answerId == kStateDependentAnswer ||
-                       static_cast<uint32_t>(headOf(m).message_id()) == f.answerId;
-            })) << "no App message after frame " << f.name;
+            EXPECT_TRUE(await(true,
+                              [&f](const std::string& m) {
+                                  return f.answerId == kStateDependentAnswer ||
+                                         static_cast<uint32_t>(headOf(m).message_id()) == f.answerId;
+                              }))
+                << "no App message after frame " << f.name;
         }
     }
     const long rssEnd = residentKiB(pid);
@@ -260,6 +272,64 @@ TEST_F(CSoak, DatagramsThenEveryFamilyAnswers)
               << " at start, " << rssBaseline << " after " << total / 10 << " datagrams, " << rssEnd << " at the end\n";
     EXPECT_EQ(total, sent) << "stopped by the time limit";
     EXPECT_EQ(0u, m_broken);
+    EXPECT_LE(rssEnd - rssBaseline, kMostGrowthKiB);
+}
+
+// Whole records in the capture files path, path.1 ... path.(count-1); -1
+// when one of them ends with part of a record.
+int64_t wholeRecords(const std::string& path, int count)
+{
+    int64_t records = 0;
+    for (int i = 0; i < count; ++i) {
+        const std::string bytes = readFile(i == 0 ? path : path + "." + std::to_string(i));
+        size_t at = bytes.empty() ? 0 : 24;
+        for (uint32_t len = 0; at + 16 <= bytes.size(); at += 16 + len, ++records) {
+            memcpy(&len, bytes.data() + at + 8, sizeof(len));
+        }
+        if (at != bytes.size()) {
+            return -1;
+        }
+    }
+    return records;
+}
+
+TEST(CSoakRecording, EveryDatagramIsInTheRecording)
+{
+    const uint64_t total = envNumber("SOAK_RECORDED", 1000000);
+    GatewayHarness h;
+    const std::string path = h.dir.file("rec.pcap");
+    h.extraConfig =
+        "\"record\": {\"enable\": true, \"file\": \"" + path + "\", \"fileSize\": 33554432, \"fileCnt\": 4}";
+    ASSERT_TRUE(h.start("Error")) << h.output();
+    // One frame to the radio side for each, and nothing else.
+    std::string notification;
+    for (const TSampleMessage& r : sampleAppRequests(1)) {
+        notification = r.id == qp::DRONE_UTC_TIME_SYNC_NTFY ? r.bytes : notification;
+    }
+    const pid_t pid = h.process->pid();
+    long rssBaseline = -1;
+    uint64_t crossed = 0;
+    std::string answer;
+    while (crossed + 2 <= total) {
+        const uint64_t batch = std::min<uint64_t>(kBatch, (total - crossed) / 2);
+        for (uint64_t i = 0; i < batch; ++i) {
+            ASSERT_TRUE(h.sendEnvelope(notification));
+        }
+        for (uint64_t i = 0; i < batch; ++i) {
+            ASSERT_TRUE(h.radio.receive(answer, 3000)) << "no frame after " << crossed << " datagrams";
+            crossed += 2;
+        }
+        if (rssBaseline < 0 && crossed >= 100000) {
+            rssBaseline = residentKiB(pid);
+        }
+    }
+    const long rssEnd = residentKiB(pid);
+    // The recorder thread writes what it holds within 100 ms.
+    int64_t records = 0;
+    within(3000, [&] { return (records = wholeRecords(path, 4)) == static_cast<int64_t>(total); });
+    std::cout << "soak recording: " << crossed << " datagrams, " << records << " whole records; resident memory (KiB) "
+              << rssBaseline << " after 100000, " << rssEnd << " at the end\n";
+    EXPECT_EQ(static_cast<int64_t>(total), records);
     EXPECT_LE(rssEnd - rssBaseline, kMostGrowthKiB);
 }
 

@@ -1,6 +1,6 @@
 #include "TestLog.h"
 
-void useTestLog(const TempDir& dir, int level)
+void useTestLog(const CTempDir& dir, int level)
 {
     CKsLog::CLogConfig config;
     config.m_strLogFilePath = dir.file("test.log");

@@ -5,13 +5,13 @@
 
 #include <string>
 
-#include "KsLog.h"
-#include "TempDir.h"
+#include "common/core/KsLog.h"
+#include "kit/TempDir.h"
 
 // Points the logger's internal target at a file in dir, at the given level,
 // and reopens it; the start line it prints is swallowed. Every line still
 // goes to standard output too, where the tests read it.
-void useTestLog(const TempDir& dir, int level = E_LOG_LEVEL_DEBUG);
+void useTestLog(const CTempDir& dir, int level = E_LOG_LEVEL_DEBUG);
 
 // What f printed on standard output.
 template <class F>

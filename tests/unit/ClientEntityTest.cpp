@@ -1,10 +1,10 @@
 // Client entities and their manager: slots by service id, replacement, and
 // the UDP client after stop.
-#include "ClientBase.h"
-#include "ClientEntityManager.h"
-#include "IpcDriverManager.h"
-#include "UdpClient.h"
-#include "UdpPeer.h"
+#include "dataAccess/client/ClientBase.h"
+#include "dataAccess/client/ClientEntityManager.h"
+#include "common/ipc/ipcDriver/IpcDriverManager.h"
+#include "dataAccess/client/UdpClient.h"
+#include "kit/UdpPeer.h"
 #include "UnitTest.h"
 
 namespace {
@@ -41,12 +41,12 @@ protected:
     static std::pair<int, std::string> sendTo(int serviceId, const std::string& text)
     {
         int result = 0;
-        const std::string out = captureStdout(
-            [&] { result = manager()->sendData(serviceId, static_cast<int>(text.size()), text.data()); });
+        const std::string out =
+            captureStdout([&] { result = manager()->sendData(serviceId, static_cast<int>(text.size()), text.data()); });
         return {result, out};
     }
 
-    TempDir m_dir;
+    CTempDir m_dir;
 };
 
 // Slots 0 to 3; a client outside them is ignored without a line, and a
@@ -75,7 +75,8 @@ TEST_F(ClientEntityTest, ClientIsFoundByItsServiceIdAndALaterOneReplacesIt)
     for (const auto& s : sends) {
         const auto sent = sendTo(s.m_iServiceId, s.m_strText);
         EXPECT_EQ(s.m_iResult, sent.first) << s.m_iServiceId;
-        const std::string line = "When send data to service[" + std::to_string(s.m_iServiceId) + "], the service is not exist.";
+        const std::string line =
+            "When send data to service[" + std::to_string(s.m_iServiceId) + "], the service is not exist.";
         EXPECT_EQ(s.m_iResult != 0, sent.second.find("[Error] ClientEntityManager.cpp:") != std::string::npos);
         EXPECT_EQ(s.m_iResult != 0, sent.second.find(line) != std::string::npos) << sent.second;
     }
@@ -86,7 +87,7 @@ TEST_F(ClientEntityTest, ClientIsFoundByItsServiceIdAndALaterOneReplacesIt)
 
 TEST_F(ClientEntityTest, UdpClientSendsNothingOnceStopped)
 {
-    UdpPeer peer;
+    CUdpPeer peer{0};
     CClientEntityInfo info;
     info.m_iServiceId = E_SERVICE_ID_APP;
     info.m_strRemoteIP = "127.0.0.1";
@@ -102,8 +103,7 @@ TEST_F(ClientEntityTest, UdpClientSendsNothingOnceStopped)
     EXPECT_EQ(0, client->stop());
     const auto sent = sendTo(E_SERVICE_ID_APP, "second");
     EXPECT_EQ(-1, sent.first);
-    EXPECT_NE(std::string::npos,
-              sent.second.find("When send udp data to remote service, the udp client is not exist."))
+    EXPECT_NE(std::string::npos, sent.second.find("When send udp data to remote service, the udp client is not exist."))
         << sent.second;
     EXPECT_FALSE(peer.receive(datagram, 50));
 }

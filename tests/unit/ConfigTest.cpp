@@ -1,9 +1,10 @@
 // Gateway and logger configuration loading, and the CPU list parser: one
 // table each of what goes in and what is loaded, printed or refused.
-#include "CpuAffinity.h"
-#include "KsLog.h"
-#include "LoggerConfig.h"
-#include "LumbrixConfig.h"
+#include "main/CpuAffinity.h"
+#include "common/core/KsLog.h"
+#include "framework/LoggerConfig.h"
+#include "framework/LumbrixConfig.h"
+#include "framework/RecorderConfig.h"
 #include "UnitTest.h"
 
 namespace {
@@ -23,21 +24,21 @@ const char* kFull = R"({
      "localIp": "127.0.0.1", "localPort": 25202}
   ]
 })";
-const char* kFullLoaded = "S 2 xolt 127.0.0.1:25100; S 2 protobuf 127.0.0.1:25200; "
-                          "C transmit 2 udp 127.0.0.1:25101 from :-1; C app 0 udp 127.0.0.1:25201 from 127.0.0.1:25202; ";
+const char* kFullLoaded =
+    "S 2 xolt 127.0.0.1:25100; S 2 protobuf 127.0.0.1:25200; "
+    "C transmit 2 udp 127.0.0.1:25101 from :-1; C app 0 udp 127.0.0.1:25201 from 127.0.0.1:25202; ";
 
 // The loaded records, one "S" per service and one "C" per client.
 std::string loaded(CLumbrixConfig& config)
 {
     std::ostringstream out;
     for (const CServiceEntityInfo& s : config.getServiceEntityInfo()) {
-        out << "S " << s.m_iSocketType << " " << s.m_strProtocolType << " " << s.m_strListenIP << ":"
-            << s.m_iListenPort << "; ";
+        out << "S " << s.m_iSocketType << " " << s.m_strProtocolType << " " << s.m_strListenIP << ":" << s.m_iListenPort
+            << "; ";
     }
     for (const CClientEntityInfo& c : config.getClientEntityInfo()) {
-        out << "C " << c.m_strServiceName << " " << c.m_iServiceId << " " << c.m_strSocketType << " "
-            << c.m_strRemoteIP << ":" << c.m_iRemotePort << " from " << c.m_strLocalIP << ":" << c.m_iLocalPort
-            << "; ";
+        out << "C " << c.m_strServiceName << " " << c.m_iServiceId << " " << c.m_strSocketType << " " << c.m_strRemoteIP
+            << ":" << c.m_iRemotePort << " from " << c.m_strLocalIP << ":" << c.m_iLocalPort << "; ";
     }
     return out.str();
 }
@@ -45,7 +46,7 @@ std::string loaded(CLumbrixConfig& config)
 class ConfigTest : public testing::Test {
 protected:
     void SetUp() override { useTestLog(m_dir, E_LOG_LEVEL_DEBUG); }
-    TempDir m_dir;
+    CTempDir m_dir;
 };
 
 TEST_F(ConfigTest, GatewayRecordsAreLoadedInFileOrderOrRefusedWithTheirMessage)
@@ -53,7 +54,7 @@ TEST_F(ConfigTest, GatewayRecordsAreLoadedInFileOrderOrRefusedWithTheirMessage)
     const std::string file = m_dir.file("config.json");
     writeFile(file, kFull);
     const struct {
-        std::string m_strInput;  // a file name or the JSON text
+        std::string m_strInput; // a file name or the JSON text
         int m_iResult;
         std::string m_strLoaded;
         std::string m_strPrinted;
@@ -112,17 +113,26 @@ TEST_F(ConfigTest, LoggerKeysAreReadWithTheirDefaultsOrRefused)
         std::string m_strFile;
         std::vector<std::string> m_vecPrinted;
     } cases[] = {
-        {R"({"log": {"file": "%D/a.log"}})", 0, E_LOG_LEVEL_INFO, "%D/a.log",
+        {R"({"log": {"file": "%D/a.log"}})",
+         0,
+         E_LOG_LEVEL_INFO,
+         "%D/a.log",
          {"KSLog: file mode: 0", "KSLog: file path: /tmp/SD0/aiLog/", kMissing + "level", kMissing + "minFileCnt"}},
         {R"({"log": {"level": "Warn", "file": "%D/b.log", "logMode": 1, "totalSize": 100, "minFileCnt": 2,
                      "logExternalPath": "%D/nocard/"}})",
-         0, E_LOG_LEVEL_WARN, "%D/b.log",
+         0,
+         E_LOG_LEVEL_WARN,
+         "%D/b.log",
          {"------------------file: %D/b.log", "KSLog: mnt", "KSLog: file mode: 1", "KSLog: file path: %D/nocard/",
           kMissing + "fileCnt"}},
         // An unknown level name is Info.
         {R"({"log": {"level": "Loud", "file": "%D/c.log"}})", 0, E_LOG_LEVEL_INFO, "%D/c.log", {}},
         {R"({"log": {"level": 2}})", -1, 3, "", {kInvalid + "level"}},
-        {R"({"log": []})", -1, 3, "", {"When get object by key, the value type is invalid. key:log"}},
+        {R"({"log": []})",
+         -1,
+         3,
+         "",
+         {"[Error] LoggerConfig.cpp:", "When get object by key, the value type is invalid. key:log"}},
         {R"({"log": {"fileCnt": "8"}})", -1, 3, "", {kInvalid + "fileCnt"}},
         {R"({"log": {"logExternalEnable": 1}})", -1, 3, "", {kInvalid + "logExternalEnable"}},
         {R"({"log": {"minFileCnt": true}})", -1, 3, "", {kInvalid + "minFileCnt"}},
@@ -151,14 +161,55 @@ TEST_F(ConfigTest, LoggerKeysAreReadWithTheirDefaultsOrRefused)
     }
 }
 
+// "record" and "stats" follow the rules of "log", except that a wrong type
+// leaves only that feature off; "%L" is the live log file's directory.
+TEST_F(ConfigTest, RecordAndStatsKeysAreReadLikeTheLogObjectsOrLeaveTheirFeatureOff)
+{
+    const struct {
+        std::string m_strJson;
+        std::string m_strLoaded;
+        std::vector<std::string> m_vecPrinted; // none: nothing at all
+    } cases[] = {
+        {R"({"log": {}})", "record 0 %L/lumbrix.pcap 8388608x4, stats 0", {}},
+        {R"({"record": {"enable": true}, "stats": {"interval": 60}})",
+         "record 1 %L/lumbrix.pcap 8388608x4, stats 60",
+         {kMissing + "file", kMissing + "fileSize", kMissing + "fileCnt"}},
+        {R"({"record": {"enable": true, "file": "/r.pcap", "fileSize": 1000, "fileCnt": 1}})",
+         "record 1 /r.pcap 1000x2, stats 0",
+         {}},
+        {R"({"record": {"enable": true, "fileSize": "1000"}, "stats": {"interval": 5}})",
+         "record 0 %L/lumbrix.pcap 8388608x4, stats 5",
+         {kInvalid + "fileSize"}},
+        {R"({"record": {"enable": 1}})", "record 0 %L/lumbrix.pcap 8388608x4, stats 0", {kInvalid + "enable"}},
+        {R"({"record": true, "stats": {}})",
+         "record 0 %L/lumbrix.pcap 8388608x4, stats 0",
+         {"When get object by key, the value type is invalid. key:record", kMissing + "interval"}},
+        {R"({"record": {"enable": true, "fileCnt": 3}, "stats": {"interval": 1.5}})",
+         "record 1 %L/lumbrix.pcap 8388608x3, stats 0",
+         {kInvalid + "interval"}},
+    };
+    const std::string log = CKsLog::getInstance()->getLogFilePath();
+    for (const auto& c : cases) {
+        CRecorderConfig config;
+        const std::string printed = captureStdout([&] { config.load(c.m_strJson); });
+        std::ostringstream loaded;
+        loaded << "record " << config.recording() << " " << config.m_strRecordFile << " " << config.m_iRecordFileSize
+               << "x" << config.m_iRecordFileCnt << ", stats " << config.m_iStatsInterval;
+        EXPECT_EQ(replaced(c.m_strLoaded, "%L", log.substr(0, log.rfind('/'))), loaded.str()) << c.m_strJson;
+        EXPECT_EQ(c.m_vecPrinted.empty(), printed.empty()) << c.m_strJson << "\n" << printed;
+        for (const std::string& line : c.m_vecPrinted) {
+            EXPECT_NE(std::string::npos, printed.find(line)) << c.m_strJson << "\n" << printed;
+        }
+    }
+}
+
 TEST(CpuAffinity, MaskWrapsAt32AndSignExtends)
 {
     const struct {
         const char* m_pszList;
         uint64_t m_ulMask;
-    } cases[] = {{"0,1,3", 11},  {"-1", 0},  {"-1,2", 4}, {"31", 18446744071562067968ull},
-                 {"32", 1},      {"33", 2},  {"", 1},     {",", 1},
-                 {"2x", 4}};
+    } cases[] = {{"0,1,3", 11}, {"-1", 0}, {"-1,2", 4}, {"31", 18446744071562067968ull}, {"32", 1}, {"33", 2},
+                 {"", 1},       {",", 1},  {"2x", 4}};
     for (const auto& c : cases) {
         EXPECT_EQ(c.m_ulMask, CCpuAffinity::parseCpuMask(c.m_pszList)) << '"' << c.m_pszList << '"';
     }

@@ -5,9 +5,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "EventLoop.h"
-#include "IpcDriverManager.h"
-#include "IpcHandleBase.h"
+#include "common/ipc/eventDriver/EventLoop.h"
+#include "common/ipc/ipcDriver/IpcDriverManager.h"
+#include "common/ipc/IpcHandleBase.h"
 #include "UnitTest.h"
 
 namespace {
@@ -93,7 +93,7 @@ class EventLoopTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        static TempDir dir;
+        static CTempDir dir;
         static CEventLoop* loop = [] {
             useTestLog(dir);
             for (SPIpcDriverBase driver : {SPIpcDriverBase(g_spShmDriver), SPIpcDriverBase(g_spTcpDriver)}) {
@@ -205,7 +205,7 @@ TEST_F(EventLoopTest, DriverManagerPicksTheDriverByIpcTypeAndTheEventByListening
     const struct {
         int m_iIpcType;
         int m_iResult;
-        int m_iEvent;  // the TCP driver's last event
+        int m_iEvent; // the TCP driver's last event
         std::string m_strPrinted;
     } rows[] = {{E_IPC_TYPE_TCP, 0, E_EVENT_TYPE_CONNECTION, ""},
                 {E_IPC_TYPE_TCP_Client, 0, E_EVENT_TYPE_MESSAGE, ""},
@@ -222,4 +222,4 @@ TEST_F(EventLoopTest, DriverManagerPicksTheDriverByIpcTypeAndTheEventByListening
     EXPECT_EQ(g_spTcpDriver->count(&handle), 2);
 }
 
-}
+} // namespace

@@ -3,14 +3,14 @@
 // App envelopes.
 #include <cstring>
 
-#include "AppEnvelopeReader.h"
-#include "Protobuf2XoltHandleBase.h"
-#include "Reflex.h"
-#include "TestMessages.h"
+#include "msgHandle/AppEnvelopeReader.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
+#include "common/ipc/Reflex.h"
+#include "kit/TestMessages.h"
 #include "UnitTest.h"
-#include "Utf8Text.h"
-#include "Xolt2ProtobufHandleBase.h"
-#include "XoltProtocol.h"
+#include "msgHandle/Utf8Text.h"
+#include "msgHandle/Xolt2ProtobufHandleBase.h"
+#include "msgHandle/XoltProtocol.h"
 
 namespace {
 
@@ -22,17 +22,20 @@ TEST(Utf8Text, EveryByteOutsideAValidSequenceIsReplaced)
         const char* out;
     } rows[] = {
         {"plain ASCII\x7F", "plain ASCII\x7F"},
-        {"\xC3\xA9 \xE4\xB8\xAD \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF", "\xC3\xA9 \xE4\xB8\xAD \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF"},
-        {"\xC2\x80\xDF\xBF", "\xC2\x80\xDF\xBF"},  // the first and last two-byte leads
+        {"\xC3\xA9 \xE4\xB8\xAD \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF",
+         "\xC3\xA9 \xE4\xB8\xAD \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF"},
+        {"\xC2\x80\xDF\xBF", "\xC2\x80\xDF\xBF"},                 // the first and last two-byte leads
         {"\xE0\xA0\x80\xEF\xBF\xBF", "\xE0\xA0\x80\xEF\xBF\xBF"}, // and three-byte leads
-        {"\x80\xBF", "??"},                  // continuation bytes alone
-        {"\xC0\xAF\xC1\xBF", "????"},      // overlong two-byte forms
-        {"\xE0\x9F\xBF", "???"},            // overlong three-byte form
-        {"\xED\xA0\x80", "???"},            // a surrogate
-        {"\xF0\x8F\xBF\xBF", "????"},      // overlong four-byte form
-        {"\xF4\x90\x80\x80\xF5\xFF", "??????"}, // beyond U+10FFFF
-        {"a\xE4\xB8", "a??"},                // cut at the end
-        {"\xE4\xB8" "a", "??a"},             // cut in the middle
+        {"\x80\xBF", "??"},                                       // continuation bytes alone
+        {"\xC0\xAF\xC1\xBF", "????"},                             // overlong two-byte forms
+        {"\xE0\x9F\xBF", "???"},                                  // overlong three-byte form
+        {"\xED\xA0\x80", "???"},                                  // a surrogate
+        {"\xF0\x8F\xBF\xBF", "????"},                             // overlong four-byte form
+        {"\xF4\x90\x80\x80\xF5\xFF", "??????"},                   // beyond U+10FFFF
+        {"a\xE4\xB8", "a??"},                                     // cut at the end
+        {"\xE4\xB8"
+         "a",
+         "??a"}, // cut in the middle
         {"\xF0\x9F\x98", "???"},
     };
     for (const auto& row : rows) {
@@ -58,7 +61,7 @@ std::unique_ptr<T> makeHandler(const std::string& key)
 // App requests: the factory key, the envelope (no body: no data), the result.
 TEST(Handlers, AppRequestsReturnTheirStatus)
 {
-    static TempDir dir;
+    static CTempDir dir;
     useTestLog(dir);
     quelby::protocol::DroneParamMessageRequest gimbal;
     gimbal.add_params_list()->set_param_id(quelby::protocol::GIMBAL_PITCH_SPEED_MSG);
@@ -86,17 +89,17 @@ TEST(Handlers, AppRequestsReturnTheirStatus)
 // Radio frames: the factory key, the payload, the result.
 TEST(Handlers, RadioFramesReturnTheirStatus)
 {
-    static TempDir dir;
+    static CTempDir dir;
     useTestLog(dir);
     const struct {
         const char* key;
         std::vector<uint8_t> payload;
         int32_t result;
     } rows[] = {
-        {"Xolt2Protobuf.PhoneSet", bytes({0x01, 0x01, 0x32}), 0}, // gimbal speed set
-        {"Xolt2Protobuf.PhoneSet", bytes({0x02, 0x01, 0x32}), 0}, // gimbal speed read
-        {"Xolt2Protobuf.PhoneSet", bytes({0x0d, 0x01, 0x01}), 0}, // calibration entered
-        {"Xolt2Protobuf.PhoneSet", bytes({0x63}), 0},             // a type it does not serve
+        {"Xolt2Protobuf.PhoneSet", bytes({0x01, 0x01, 0x32}), 0},     // gimbal speed set
+        {"Xolt2Protobuf.PhoneSet", bytes({0x02, 0x01, 0x32}), 0},     // gimbal speed read
+        {"Xolt2Protobuf.PhoneSet", bytes({0x0d, 0x01, 0x01}), 0},     // calibration entered
+        {"Xolt2Protobuf.PhoneSet", bytes({0x63}), 0},                 // a type it does not serve
         {"Xolt2Protobuf.XoltNestCommandRsp", bytes({0x77, 0x00}), 0}, // a command byte it does not know
     };
     for (const auto& row : rows) {
@@ -118,19 +121,19 @@ TEST(AppEnvelopeReader, EachDatagramDecodesAsIntoANewEnvelope)
 {
     const std::vector<uint8_t> rows[] = {
         bytes({0x0a, 0x07, 0x0a, 0x03, 'A', 'p', 'p', 0x10, 0x01, 0x12, 0x03, 0x12, 0x01, 'x'}), // header, data
-        bytes({0x12, 0x03, 0x12, 0x01, 'y'}),                           // data only
-        bytes({0x0a, 0x02, 0x10, 0x02}),                                // header only
-        bytes({}),                                                      // nothing
-        bytes({0x0a, 0x00, 0x12, 0x00}),                                // both, empty
-        bytes({0x0a, 0x03, 0x0a, 0x01, 0xff}),                          // a token that is not UTF-8
+        bytes({0x12, 0x03, 0x12, 0x01, 'y'}),                                                    // data only
+        bytes({0x0a, 0x02, 0x10, 0x02}),                                                         // header only
+        bytes({}),                                                                               // nothing
+        bytes({0x0a, 0x00, 0x12, 0x00}),                                                         // both, empty
+        bytes({0x0a, 0x03, 0x0a, 0x01, 0xff}),                               // a token that is not UTF-8
         bytes({0x18, 0x05, 0x0a, 0x02, 0x10, 0x04, 0x0a, 0x02, 0x18, 0x07}), // unknown field, header twice
-        bytes({0x0f, 0x01, 0x02}),                                      // no envelope
-        bytes({0x12, 0x02, 0x0a, 0x00, 0x20, 0x01}),                    // empty type_url, unknown field
+        bytes({0x0f, 0x01, 0x02}),                                           // no envelope
+        bytes({0x12, 0x02, 0x0a, 0x00, 0x20, 0x01}),                         // empty type_url, unknown field
         bytes({0x0a, 0x02, 0x10, 0x01}),
     };
     CAppEnvelopeReader reader;
     for (const std::vector<uint8_t>& row : rows) {
-        const std::string datagram = toString(row);
+        const std::string datagram = bytesOf(row);
         quelby::protocol::QuelbyMessage fresh;
         const bool parsed = fresh.ParseFromString(datagram);
         const std::string name = testing::PrintToString(row);

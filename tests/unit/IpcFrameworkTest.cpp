@@ -5,8 +5,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "IpcFramework.h"
-#include "UdpPeer.h"
+#include "common/ipc/IpcFramework.h"
+#include "kit/UdpPeer.h"
 #include "UnitTest.h"
 
 namespace {
@@ -82,7 +82,7 @@ protected:
     // The framework and its loop live for the process: set up once.
     static void SetUpTestSuite()
     {
-        static TempDir dir;
+        static CTempDir dir;
         static bool done = [] {
             useTestLog(dir);
             return CIpcFramework::getInstance()->init() == 0;
@@ -110,7 +110,7 @@ protected:
         return handle;
     }
 
-    UdpPeer m_peer;
+    CUdpPeer m_peer{0};
 };
 
 // While the first read holds the loop, more datagrams queue up; each comes
@@ -133,8 +133,9 @@ TEST_F(IpcFrameworkTest, UdpServerReadsQueuedDatagramsOneByOne)
 
     const uint16_t from = m_peer.port();
     using H = CRecordingHandle;
-    EXPECT_EQ(handle->reads(3), (std::vector<std::string>{H::read(0, "", from), H::read(4096, longData.substr(0, 4096), from),
-                                                          H::read(5, "third", from)}));
+    EXPECT_EQ(handle->reads(3),
+              (std::vector<std::string>{H::read(0, "", from), H::read(4096, longData.substr(0, 4096), from),
+                                        H::read(5, "third", from)}));
     sleepMs(150);
     EXPECT_EQ(handle->reads(3).size(), 3u);
 }
@@ -221,7 +222,7 @@ TEST_F(IpcFrameworkTest, PortInUseFailsTheServer)
     const std::string out = captureStdout([&] {
         EXPECT_EQ(framework()->createUDPServer("127.0.0.1", m_peer.port(), handle), -1);
         EXPECT_EQ(framework()->createTCPServer("127.0.0.1", port, handle), -1);
-        EXPECT_EQ(framework()->createTCPClient("127.0.0.1", freeUdpPort(), handle), -1);
+        EXPECT_EQ(framework()->createTCPClient("127.0.0.1", CUdpPeer::freePort(), handle), -1);
     });
     EXPECT_THAT(out, HasSubstr("failed to create UdpServer"));
     EXPECT_THAT(out, HasSubstr("failed to create TcpServer"));

@@ -1,7 +1,7 @@
 // JSON access: child nodes and loading. The getters are checked through
 // the configuration's keys (ConfigTest).
-#include "JsonNode.h"
-#include "JsonParser.h"
+#include "common/core/JsonNode.h"
+#include "common/core/JsonParser.h"
 #include "UnitTest.h"
 
 namespace {
@@ -46,14 +46,14 @@ TEST(JsonNode, ChildrenByKeyOnObjectsAndByIndexOnArrays)
 
 TEST(JsonParser, ALoadReplacesTheDocumentOnlyWhenItParses)
 {
-    TempDir dir;
+    CTempDir dir;
     writeFile(dir.file("good.json"), "// gateway settings\n{\"log\": {\"level\": \"Info\"}}\n");
     writeFile(dir.file("bad.json"), "{\"log\": ");
     const struct {
-        std::string m_strFile;  // empty: m_strText is loaded as text
+        std::string m_strFile; // empty: m_strText is loaded as text
         std::string m_strText;
         int m_iResult;
-        bool m_bHasLog;         // the document afterwards
+        bool m_bHasLog; // the document afterwards
     } cases[] = {
         {dir.file("missing.json"), "", -2, false},
         {dir.path(), "", -2, false},
@@ -74,4 +74,4 @@ TEST(JsonParser, ALoadReplacesTheDocumentOnlyWhenItParses)
     EXPECT_TRUE(root.isArray());
 }
 
-}  // namespace
+} // namespace

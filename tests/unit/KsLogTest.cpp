@@ -7,8 +7,8 @@
 #include <iomanip>
 #include <regex>
 
-#include "FileUtil.h"
-#include "KsLog.h"
+#include "common/util/FileUtil.h"
+#include "common/core/KsLog.h"
 #include "UnitTest.h"
 
 namespace {
@@ -75,11 +75,11 @@ protected:
 
     std::string backup(int i) const { return m_strLogPath + "." + std::to_string(i); }
 
-    TempDir m_dir;
+    CTempDir m_dir;
     std::string m_strLogPath = m_dir.file("ai.log");
 };
 
-}  // namespace
+} // namespace
 
 // Lines built in the thread's reused buffer keep their own text and none of
 // the previous line's format; a line logged while another is formatted gets
@@ -89,8 +89,8 @@ TEST_F(KsLogTest, LinesCarryThreadLevelAndTheirOwnText)
     CKsLog* log = start(internalConfig());
     log->writeLog(E_LOG_LEVEL_ERROR, "disk full");
     log->writeLog(E_LOG_LEVEL_DEBUG, std::string("detail"));
-    log->writeLog(-2, "odd level");   // written under the name Info
-    log->writeLog(7, "too verbose");  // still filtered by number
+    log->writeLog(-2, "odd level");  // written under the name Info
+    log->writeLog(7, "too verbose"); // still filtered by number
     log->writeLog(E_LOG_LEVEL_ERROR, static_cast<const char*>(nullptr));
     const std::string longText(300, 'x');
     const int first = __LINE__ + 1;
@@ -142,19 +142,20 @@ TEST_F(KsLogTest, RotationAndPruningOfTheBackups)
         int m_iMaxLogSize;
         int m_iMinFileCnt;
         int m_iLiveSize;
-        const char* m_pszBackups;  // sizes of backups 1, 2, ...
-        bool m_bWrite;             // a line is written, else only pruned
+        const char* m_pszBackups; // sizes of backups 1, 2, ...
+        bool m_bWrite;            // a line is written, else only pruned
         size_t m_uLiveLines;
-        const char* m_pszAfter;    // backups 1 to 6 afterwards
+        const char* m_pszAfter; // backups 1 to 6 afterwards
     } rows[] = {
         {0, 5, 100, 10000, 5, 101, "1 2 3 4", true, 1, "101 1 2 3 - -"},
         {0, 5, 101, 10000, 5, 101, "1 2 3 4", true, 2, "1 2 3 4 - -"},
-        {0, 1, 100, 10000, 5, 101, "1 2 3 4", true, 2, "1 2 3 4 - -"},  // one generation: reopened, never moved
+        {0, 1, 100, 10000, 5, 101, "1 2 3 4", true, 2, "1 2 3 4 - -"},   // one generation: reopened, never moved
+        {0, 2, 100, 10000, 5, 101, "1 2 3 4", true, 1, "101 2 3 4 - -"}, // two: only the live file moves
         {1, 5, 1000, 10000, 5, 101, "1 2 3 4", true, 1, "101 1 2 3 - -"},
         {1, 7, 1000, 100, 0, 60, "1 50 1 50 1 50", false, 1, "1 - - - - -"},
         {1, 7, 1000, 100, 5, 60, "1 50 1 50 1 50", false, 1, "1 50 1 50 - -"},
         {1, 7, 1000, 100, 0, 60, "10000 5 10000 5 10000 5", false, 1, "10000 5 10000 5 10000 5"},
-        {0, 7, 1000, 100, 0, 60, "1 50 1 50 1 50", false, 1, "1 50 1 50 1 50"},  // mode 0 never prunes
+        {0, 7, 1000, 100, 0, 60, "1 50 1 50 1 50", false, 1, "1 50 1 50 1 50"}, // mode 0 never prunes
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(std::to_string(row.m_iMode) + ": " + row.m_pszBackups);

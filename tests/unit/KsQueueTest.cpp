@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "KsQueue.h"
+#include "common/core/KsQueue.h"
 #include "UnitTest.h"
 
 namespace {
@@ -37,7 +37,7 @@ private:
 
 TEST(KsQueue, EachSideWaitsOnceUntilReleased)
 {
-    TempDir dir;
+    CTempDir dir;
     useTestLog(dir);
     Queue queue;
     for (int i = 1; i <= 127; ++i) {

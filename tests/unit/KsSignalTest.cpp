@@ -2,10 +2,14 @@
 // SIGINT, SIGHUP, SIGTERM and SIGSEGV do to the real gateway is checked end
 // to end.
 #include <sys/socket.h>
+#include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "KsSignal.h"
+#include <cerrno>
+#include <csignal>
+
+#include "common/util/KsSignal.h"
 #include "UnitTest.h"
 
 namespace {
@@ -14,7 +18,7 @@ namespace {
 // standard output, where every log line goes too, to another; returns the
 // wait status and that output. A child still running after five seconds is
 // killed.
-std::pair<int, std::string> runChild(const TempDir& dir, const std::function<void()>& body)
+std::pair<int, std::string> runChild(const CTempDir& dir, const std::function<void()>& body)
 {
     const std::string outPath = dir.file("child.out");
     fflush(stdout);
@@ -46,8 +50,8 @@ TEST(KsSignal, HandledSignalsAreLoggedAndTheProcessCarriesOn)
     const struct {
         const char* m_pszName;
         std::function<void()> m_body;
-        int m_iTermSignal;  // 0: the child ends normally
-        std::vector<std::pair<std::string, size_t>> m_vecCounts;  // lines printed so many times
+        int m_iTermSignal;                                       // 0: the child ends normally
+        std::vector<std::pair<std::string, size_t>> m_vecCounts; // lines printed so many times
     } rows[] = {
         {"broken pipe and a signal without a row",
          [] {
@@ -55,7 +59,7 @@ TEST(KsSignal, HandledSignalsAreLoggedAndTheProcessCarriesOn)
              int pair[2];
              if (socketpair(AF_UNIX, SOCK_STREAM, 0, pair) == 0) {
                  close(pair[1]);
-                 ssize_t sent = send(pair[0], "x", 1, 0);  // SIGPIPE
+                 ssize_t sent = send(pair[0], "x", 1, 0); // SIGPIPE
                  (void)sent;
              }
              CKsSignal::sigHandleFunc(SIGWINCH, nullptr, nullptr);
@@ -81,10 +85,23 @@ TEST(KsSignal, HandledSignalsAreLoggedAndTheProcessCarriesOn)
          },
          SIGUSR1,
          {{"Signal 10, has not set handle function, use default handle.\n", 1}, {kSet, 55}, {"survived usr1", 0}}},
+        {"the interrupted code's errno survives a handler whose log file cannot be opened",
+         [] {
+             CKsSignal::init();
+             CKsLog::CLogConfig unopenable;
+             unopenable.m_strLogFilePath = "/proc/self/no-such-directory/ai.log";
+             CKsLog::getInstance()->addLogConfig(&unopenable);
+             CKsLog::getInstance()->reInit();
+             errno = EAGAIN;
+             kill(getpid(), SIGUSR2);
+             printf("errno kept: %d\n", errno == EAGAIN ? 1 : 0);
+         },
+         0,
+         {{"Receive signal SIGUSR2(no=12 from process ", 1}, {"errno kept: 1\n", 1}}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.m_pszName);
-        TempDir dir;
+        CTempDir dir;
         const auto child = runChild(dir, row.m_body);
         if (row.m_iTermSignal == 0) {
             ASSERT_TRUE(WIFEXITED(child.first));
@@ -99,4 +116,4 @@ TEST(KsSignal, HandledSignalsAreLoggedAndTheProcessCarriesOn)
     }
 }
 
-}  // namespace
+} // namespace

@@ -1,5 +1,5 @@
 // The factory registry: what a prefix creates, in key order.
-#include "Reflex.h"
+#include "common/ipc/Reflex.h"
 #include "UnitTest.h"
 
 namespace {
@@ -37,7 +37,7 @@ TEST(Reflex, PrefixMatchesExactLeadingBytesInKeyOrder)
         {"Shape", {"Shape.circle", "Shape.square", "Shapes"}},
         {"shape.", {"shape.lower"}},
         {"SHAPE.", {}},
-        {"Shape.circle.big", {}},  // longer than every key it would otherwise match
+        {"Shape.circle.big", {}}, // longer than every key it would otherwise match
         {"Shx", {}},
     };
     // What the output held before stays in front, untouched.

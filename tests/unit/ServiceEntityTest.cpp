@@ -4,13 +4,13 @@
 // handlers register under the manager's own prefix, with ids that no
 // gateway handler serves. Envelope dispatch is checked through the real
 // gateway by the end-to-end tests.
-#include "IpcFramework.h"
-#include "MsgHandleManager.h"
-#include "Reflex.h"
-#include "ServiceBase.h"
-#include "UdpPeer.h"
+#include "common/ipc/IpcFramework.h"
+#include "msgHandle/MsgHandleManager.h"
+#include "common/ipc/Reflex.h"
+#include "dataAccess/service/ServiceBase.h"
+#include "kit/UdpPeer.h"
 #include "UnitTest.h"
-#include "XoltProtocol.h"
+#include "msgHandle/XoltProtocol.h"
 
 namespace {
 
@@ -84,8 +84,8 @@ protected:
         captureStdout([] {
             // Once per process, as in the gateway: the loop and the
             // listeners live until the process ends.
-            static bool s_started = (CIpcFramework::getInstance()->init() == 0 &&
-                                     CMsgHandleManager::getInstance()->init() == 0);
+            static bool s_started =
+                (CIpcFramework::getInstance()->init() == 0 && CMsgHandleManager::getInstance()->init() == 0);
             EXPECT_TRUE(s_started);
         });
         std::lock_guard<std::mutex> lock(g_mutex);
@@ -113,31 +113,39 @@ protected:
         return info;
     }
 
-    TempDir m_dir;
+    CTempDir m_dir;
 };
 
 TEST_F(ServiceEntityTest, OnlySocketTypesZeroAndTwoOpenAListener)
 {
-    UdpPeer holder;
+    CUdpPeer holder{0};
     const std::string inUse = "listen ip:127.0.0.1, listen port:" + std::to_string(holder.port());
     const struct {
         const char* m_pszKey;
         int m_iSocketType;
         bool m_bPortInUse;
         int m_iResult;
-        std::vector<std::string> m_vecPrinted;  // "%P" stands for the port
+        std::vector<std::string> m_vecPrinted; // "%P" stands for the port
     } rows[] = {
         {"Service.xolt", 1, false, 0, {}},
         {"Service.xolt", 3, false, 0, {}},
         {"Service.xolt", -1, false, 0, {}},
-        {"Service.protobuf", 0, false, 0,
-         {"create Udp server: 127.0.0.1 : %P", "[Info] ServiceBase.cpp:", "Close udp service, listen ip:127.0.0.1, listen port:%P"}},
-        {"Service.xolt", 2, false, 0, {"create Udp server: 127.0.0.1 : %P", "Close udp service, listen ip:127.0.0.1, listen port:%P"}},
+        {"Service.protobuf",
+         0,
+         false,
+         0,
+         {"create Udp server: 127.0.0.1 : %P",
+          "[Info] ServiceBase.cpp:", "Close udp service, listen ip:127.0.0.1, listen port:%P"}},
+        {"Service.xolt",
+         2,
+         false,
+         0,
+         {"create Udp server: 127.0.0.1 : %P", "Close udp service, listen ip:127.0.0.1, listen port:%P"}},
         {"Service.xolt", 2, true, -1, {"[Error] ServiceBase.cpp:", "Fail to init udp server, " + inUse}},
     };
     for (const auto& row : rows) {
         ICServiceBase* service = makeService(row.m_pszKey);
-        const uint16_t port = row.m_bPortInUse ? holder.port() : freeUdpPort();
+        const uint16_t port = row.m_bPortInUse ? holder.port() : CUdpPeer::freePort();
         const std::string out = captureStdout([&] {
             EXPECT_EQ(row.m_iResult, service->start(serviceRecord(row.m_iSocketType, port)));
             EXPECT_EQ(0, service->stop());
@@ -164,9 +172,9 @@ TEST_F(ServiceEntityTest, LinkDatagramsReachTheHandlerFrameByFrame)
     EXPECT_EQ("", withoutLoopStart(out));
     EXPECT_EQ((std::vector<std::string>{"Frame seq 0 len 2 first 17"}), waitForCalls(1));
 
-    const uint16_t port = freeUdpPort();
+    const uint16_t port = CUdpPeer::freePort();
     captureStdout([&] { ASSERT_EQ(0, service->start(serviceRecord(2, port))); });
-    UdpPeer radio;
+    CUdpPeer radio{0};
     ASSERT_TRUE(radio.sendTo(port, "\x01\x02garbage" + kFrameA + kFrameB));
     ASSERT_TRUE(radio.sendTo(port, kFrameC.substr(0, 9)));
     ASSERT_TRUE(radio.sendTo(port, kFrameC.substr(9)));
@@ -193,7 +201,7 @@ TEST_F(ServiceEntityTest, ManagerGivesAFrameToTheLastHandlerRegisteredForItsMsgi
     std::string out = captureStdout([] {
         handle(242, 3, 1, 2);
         handle(242, 4, 35, 14);
-        handle(249, 5);  // no handler: dropped without a line
+        handle(249, 5); // no handler: dropped without a line
         handle(241, 6);
     });
     EXPECT_EQ("", withoutLoopStart(out));
@@ -216,9 +224,10 @@ TEST_F(ServiceEntityTest, ManagerGivesAFrameToTheLastHandlerRegisteredForItsMsgi
     EXPECT_EQ(2, g_destroyed);
     captureStdout([] { EXPECT_EQ(0, CMsgHandleManager::getInstance()->init()); });
     handle(242, 8);
-    EXPECT_EQ((std::vector<std::string>{"Frame seq 3 len 0 first 0", "Frame seq 4 len 0 first 0", "Later seq 6 len 0 first 0",
-                                        "Earlier seq 7 len 0 first 0", "Frame seq 8 len 0 first 0"}),
-              waitForCalls(5));
+    EXPECT_EQ(
+        (std::vector<std::string>{"Frame seq 3 len 0 first 0", "Frame seq 4 len 0 first 0", "Later seq 6 len 0 first 0",
+                                  "Earlier seq 7 len 0 first 0", "Frame seq 8 len 0 first 0"}),
+        waitForCalls(5));
 }
 
 } // namespace

@@ -2,8 +2,8 @@
 // thread, and the thread base class whose wait() ends on a stop request.
 #include <pthread.h>
 
-#include "KsThread.h"
-#include "ThreadGenerator.h"
+#include "common/core/KsThread.h"
+#include "common/core/ThreadGenerator.h"
 #include "UnitTest.h"
 
 namespace {
@@ -25,7 +25,10 @@ public:
         m_bDone = true;
     }
 
-    bool finished() { return eventually([this] { return m_bDone.load(); }); }
+    bool finished()
+    {
+        return eventually([this] { return m_bDone.load(); });
+    }
 
     std::atomic<bool> m_bGo{false};
     std::atomic<bool> m_bDone{false};
@@ -45,7 +48,7 @@ TEST(ThreadGenerator, RunsOnANamedThreadAndStopClearsTheCallingThreadsFlag)
         bool m_bFlagAfter;
     } rows[] = {
         {"abcdefghijklmnopqrst", NOT_STOPPED, "abcdefghijklmno", true},
-        {"", NOT_STOPPED, "gen-parent", true},  // the inherited name
+        {"", NOT_STOPPED, "gen-parent", true}, // the inherited name
         {"stopping", STOPPED_FROM_OUTSIDE, "stopping", true},
         {"stopping", STOPPED_ON_ITS_THREAD, "stopping", false},
     };
@@ -81,6 +84,7 @@ TEST(ThreadGenerator, RunsOnANamedThreadAndStopClearsTheCallingThreadsFlag)
             again.m_bGo = true;
             EXPECT_EQ(generator.start(&again, &CWorker::work), 0);
             EXPECT_TRUE(again.finished());
+            EXPECT_TRUE(eventually([&] { return generator.getStatus() == E_THREAD_STATUS_FINISHED; }));
         }
     }
 }
@@ -127,4 +131,4 @@ TEST(KsThread, WaitReturnsOnTheStopRequestWhetherRunIsBusyOrFinished)
     }
 }
 
-}  // namespace
+} // namespace

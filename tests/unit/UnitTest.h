@@ -21,7 +21,8 @@
 #include <utility>
 #include <vector>
 
-#include "TempDir.h"
+#include "kit/TempDir.h"
+#include "kit/TestMessages.h"
 #include "TestLog.h"
 
 using testing::HasSubstr;

@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "UnitTest.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 
 namespace {
 
@@ -129,7 +129,7 @@ struct ParseCase {
     Bytes input;
     std::vector<std::string> frames;
     std::string printed;
-    uint16_t crc;  // in the output record at the end: the last frame's CRC bytes, right or wrong
+    uint16_t crc; // in the output record at the end: the last frame's CRC bytes, right or wrong
 };
 
 std::vector<ParseCase> parseCases()
@@ -149,22 +149,37 @@ std::vector<ParseCase> parseCases()
         {"bad CRC low byte", cat({with(G1, 11, 0x4F), Z}), {kZ}, badG1, 0xB85F},
         {"bad CRC high byte", cat({with(G1, 12, 0x26), Z}), {kZ}, badG1, 0xB85F},
         {"bad CRC at the end", with(G1, 12, 0x26), {}, badG1, 0x264E},
-        {"own set-gimbal-speed frame", cat({kSetGimbalSpeed, kGetGimbalSeq0}), {frame(150, 0, 14, 32, {2, 0, 0})},
-         badCrc(150, 32), 0x3AC9},
+        {"own set-gimbal-speed frame",
+         cat({kSetGimbalSpeed, kGetGimbalSeq0}),
+         {frame(150, 0, 14, 32, {2, 0, 0})},
+         badCrc(150, 32),
+         0x3AC9},
         // A bad CRC ending in 0xFD restarts on that byte, but the header sum
         // starts from G1's checksum 0xC9: Z's correct header is rejected.
         {"bad CRC ending in 0xFD rejects a correct header", cat({G1_CRC_HI_FD, tail(Z, 1), G2}), {kG2}, badG1, 0x6567},
-        {"bad CRC both bytes, ending in 0xFD", cat({with(G1_CRC_HI_FD, 11, 0x4F), tail(Z, 1), G2}), {kG2}, badG1,
+        {"bad CRC both bytes, ending in 0xFD",
+         cat({with(G1_CRC_HI_FD, 11, 0x4F), tail(Z, 1), G2}),
+         {kG2},
+         badG1,
          0x6567},
         {"bad CRC ending in 0xFD accepts a header summed from the old checksum",
-         cat({G1_CRC_HI_FD, tail(Z_FROM_OLD_CHECKSUM, 1)}), {kZ}, badG1, 0x8004},
-        {"bad CRC ending in 0xFD after a checksum of 0xFD", cat({A_CHECKSUM_FD_CRC_HI_FD, tail(Z, 1)}), {kZ},
-         badCrc(210, 32), 0xB85F},
+         cat({G1_CRC_HI_FD, tail(Z_FROM_OLD_CHECKSUM, 1)}),
+         {kZ},
+         badG1,
+         0x8004},
+        {"bad CRC ending in 0xFD after a checksum of 0xFD",
+         cat({A_CHECKSUM_FD_CRC_HI_FD, tail(Z, 1)}),
+         {kZ},
+         badCrc(210, 32),
+         0xB85F},
         // The whole frame that follows is lost: its own 0xFD is taken as
         // len_lo, giving length 0x3FD.
         {"bad CRC ending in 0xFD swallows the next frame", cat({G1_CRC_HI_FD, G1, Z}), {kZ}, badG1, 0xB85F},
-        {"512-byte payload", cat({{0xFD, 0x00, 0x02, 0x01, 0x20, 0x23, 0xB7, 0xFA}, maxPayload(), {0x6F, 0xB2}}),
-         {frame(183, 1, 32, 35, maxPayload())}, "", 0xB26F},
+        {"512-byte payload",
+         cat({{0xFD, 0x00, 0x02, 0x01, 0x20, 0x23, 0xB7, 0xFA}, maxPayload(), {0x6F, 0xB2}}),
+         {frame(183, 1, 32, 35, maxPayload())},
+         "",
+         0xB26F},
     };
 }
 

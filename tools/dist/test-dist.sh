@@ -17,7 +17,7 @@ set -u
 BUILD_DIR=${1:-build-aarch64-static}
 QEMU=${QEMU:-qemu-aarch64}
 STEP_TIMEOUT_MS=5000
-# udp_bound, wait_bound, pick_ports, stop_processes
+# run_session, holds, stop_processes
 . "$(dirname "$0")/../lib/loopback.sh"
 
 archives=("$BUILD_DIR"/lumbrix-*-aarch64.tar.gz)
@@ -148,11 +148,8 @@ installed() {
 check "install.sh made the directory, pushed five files with DIR and the time zone in them, chmodded" installed
 
 # ---- the packaged gateway and simulator at work
-BASE=$(pick_ports) || { echo "test-dist: no four free UDP ports between 25300 and 25999" >&2; exit 2; }
-XOLT_PORT=$BASE
-RADIO_PORT=$((BASE + 1))
-PROTOBUF_PORT=$((BASE + 2))
-APP_PORT=$((BASE + 3))
+SIM=("$QEMU" "$PKG/lumbrix-sim")
+read -r XOLT_PORT RADIO_PORT PROTOBUF_PORT APP_PORT < <("${SIM[@]}" ports free 4)
 CONFIG=$PKG/lumbrix.json
 sed -i -e "s#/data/local/tmp/lumbrix#$PKG#g" -e "s#/sdcard/lumbrix#$WORK/card#g" \
   -e "s/25100/$XOLT_PORT/" -e "s/25101/$RADIO_PORT/" -e "s/25200/$PROTOBUF_PORT/" -e "s/25201/$APP_PORT/" \
@@ -161,7 +158,7 @@ ctl() {
   LUMBRIX_WRAPPER=$QEMU sh "$PKG/lumbrix-ctl.sh" "$@"
 }
 check "lumbrix-ctl.sh start starts the gateway" ctl start
-check "the gateway listens on both services" wait_bound "$XOLT_PORT" "$PROTOBUF_PORT"
+check "the gateway listens on both services" "${SIM[@]}" ports wait "$XOLT_PORT" "$PROTOBUF_PORT"
 LOG=$PKG/log/aiService.log
 version_first() {
   # Only the logger's own start line may come before it.
@@ -169,35 +166,31 @@ version_first() {
     { echo "the log begins:"; head -3 "$LOG"; return 1; }
 }
 check "the log begins with the version line" version_first
+check "the counters are on, every 60 s" grep -q "Counters every 60 s" "$LOG"
 
-SIM=("$QEMU" "$PKG/lumbrix-sim")
 "${SIM[@]}" radio --config "$CONFIG" --duration 120000 > "$WORK/radio.out" 2>&1 &
 PIDS+=($!)
-check "the packaged simulator stands in for the radio side" wait_bound "$RADIO_PORT"
+check "the packaged simulator stands in for the radio side" "${SIM[@]}" ports wait "$RADIO_PORT"
 
 SEQUENCE=500
-# app WORDS...: one App request through the gateway and the simulated radio.
+# app TEXTS WORDS...: one App request through the gateway and the simulated
+# radio, answered with the texts.
 app() {
+  local texts=$1
+  shift
   SEQUENCE=$((SEQUENCE + 1))
-  timeout 30 "${SIM[@]}" app --config "$CONFIG" --seq "$SEQUENCE" --timeout "$STEP_TIMEOUT_MS" "$@"
+  timeout 30 "${SIM[@]}" app --config "$CONFIG" --seq "$SEQUENCE" --timeout "$STEP_TIMEOUT_MS" "$@" > "$WORK/app.out" &&
+    holds "$WORK/app.out" "$texts"
 }
-check "RC settings: get the gimbal speed" app get-param gimbal-speed
-check "RC settings: set the rocker mode" app set-param rocker-mode 2
-check "RC settings: get the rocker mode" app get-param rocker-mode
-check "RC calibration: enter" app calibration enter
-check "RC stick state upload" app hardware-state 1
-check "time: RC system time" app system-time 1700000000 8
-check "time: drone UTC time" app utc-time-sync 1700000000000
-check "pairing: start, with progress" app --follow 300 pair
-check "quick match: choose a connection" app quick-match choose 2
-check "device information: versions" app device-info
-check "nest: hatch" app nest cabin 1 2
-check "nest: system configuration" app nest system-config 1 10 20 1700000000 1 1
+request() {
+  check "$1" app "${@:2}"
+}
+run_session "$(dirname "$0")/../../kit/every-family.session" request true
 reports() {
   local listener code=0
   timeout 30 "${SIM[@]}" app --config "$CONFIG" --duration 10000 --count 4 listen > "$WORK/listen.out" 2>&1 &
   listener=$!
-  wait_bound "$APP_PORT" || return 1
+  "${SIM[@]}" ports wait "$APP_PORT" || return 1
   timeout 30 "${SIM[@]}" radio --config "$CONFIG" --listen 127.0.0.1:0 --reports 50 --rounds 1 > /dev/null 2>&1 ||
     code=$?
   wait "$listener" || code=$?
@@ -211,7 +204,7 @@ check "lumbrix-ctl.sh stop stops it" ctl stop
 stopped() {
   local code=0
   ctl status || code=$?
-  [ $code -eq 3 ] && [ ! -f "$PKG/lumbrix.pid" ] && ! udp_bound "$XOLT_PORT"
+  [ $code -eq 3 ] && [ ! -f "$PKG/lumbrix.pid" ] && ! "${SIM[@]}" ports held "$XOLT_PORT"
 }
 check "lumbrix-ctl.sh status: not running, and the port is free" stopped
 

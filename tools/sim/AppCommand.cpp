@@ -74,15 +74,15 @@ int fillFields(Message& body, const std::vector<std::string>& args, std::string&
         bool ok = false;
         switch (field->cpp_type()) {
         case FieldDescriptor::CPPTYPE_INT32:
-            ok = CSimArgs::parseInt(args[i], std::numeric_limits<int32_t>::min(),
-                                    std::numeric_limits<int32_t>::max(), value);
+            ok = CSimArgs::parseInt(args[i], std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max(),
+                                    value);
             if (ok) {
                 reflection->SetInt32(&body, field, static_cast<int32_t>(value));
             }
             break;
         case FieldDescriptor::CPPTYPE_INT64:
-            ok = CSimArgs::parseInt(args[i], std::numeric_limits<int64_t>::min(),
-                                    std::numeric_limits<int64_t>::max(), value);
+            ok = CSimArgs::parseInt(args[i], std::numeric_limits<int64_t>::min(), std::numeric_limits<int64_t>::max(),
+                                    value);
             if (ok) {
                 reflection->SetInt64(&body, field, value);
             }
@@ -106,8 +106,7 @@ int fillFields(Message& body, const std::vector<std::string>& args, std::string&
 
 int64_t unixMs()
 {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-               std::chrono::system_clock::now().time_since_epoch())
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
         .count();
 }
 
@@ -147,8 +146,8 @@ int buildParameter(const std::vector<std::string>& words, bool set, TAppRequest&
         return -1;
     }
     int64_t value = 0;
-    if (set && !CSimArgs::parseInt(words[2], std::numeric_limits<int32_t>::min(),
-                                   std::numeric_limits<int32_t>::max(), value)) {
+    if (set && !CSimArgs::parseInt(words[2], std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max(),
+                                   value)) {
         error = "'" + words[2] + "' is not a 32-bit integer value; " + usage;
         return -1;
     }
@@ -202,8 +201,8 @@ int buildNest(const std::vector<std::string>& words, TAppRequest& out, std::stri
 }
 
 // A command whose body is filled from optional arguments over defaults.
-int buildWithDefaults(const std::vector<std::string>& words, Message* body, const std::string& usage,
-                      TAppRequest& out, std::string& error)
+int buildWithDefaults(const std::vector<std::string>& words, Message* body, const std::string& usage, TAppRequest& out,
+                      std::string& error)
 {
     out.body.reset(body);
     const std::vector<std::string> args(words.begin() + 1, words.end());
@@ -313,8 +312,8 @@ int CAppCommand::build(const std::vector<std::string>& words, TAppRequest& out, 
         out.messageId = DRONE_UTC_TIME_SYNC_NTFY;
         out.expectAnswer = false;
         out.noAnswerNote = "the drone's UTC time is forwarded without an answer";
-        return buildWithDefaults(words, body, "usage: utc-time-sync" + fieldUsage(*body->GetDescriptor(), true),
-                                 out, error);
+        return buildWithDefaults(words, body, "usage: utc-time-sync" + fieldUsage(*body->GetDescriptor(), true), out,
+                                 error);
     }
     if (command == "device-info" || command == "pair") {
         if (words.size() != 1) {

@@ -163,8 +163,8 @@ std::string CAppMessageText::describe(const QuelbyMessage& envelope, bool reques
         if (rsp == nullptr || rsp->data().empty() || inner == nullptr) {
             return out;
         }
-        std::unique_ptr<Message> data = appendParsed(out, "RspMessage.data " + inner->GetDescriptor()->name(), *inner,
-                                                     rsp->data());
+        std::unique_ptr<Message> data =
+            appendParsed(out, "RspMessage.data " + inner->GetDescriptor()->name(), *inner, rsp->data());
         const auto* params = dynamic_cast<const DroneParamMessageResponse*>(data.get());
         for (int i = 0; params != nullptr && i < params->params_list_size(); ++i) {
             if (!params->params_list(i).data().empty()) {

@@ -20,8 +20,7 @@ constexpr size_t MAX_DATAGRAM = 65536;
 
 int64_t unixMs()
 {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-               std::chrono::system_clock::now().time_since_epoch())
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
         .count();
 }
 
@@ -29,36 +28,34 @@ int64_t unixMs()
 
 void CSimApp::printHelp(FILE* out)
 {
-    fprintf(out,
-            "usage: lumbrix-sim app [options] COMMAND [ARGUMENTS]\n"
-            "\n"
-            "Stands in for the App: sends one request to the gateway's protobuf service,\n"
-            "waits where the gateway's \"app\" client sends for the answer carrying the\n"
-            "request's sequence, and prints both in protobuf text format. Exit code 0 on\n"
-            "an answer, 1 when none came within --timeout, 2 for a bad command line.\n"
-            "Other messages that arrive meanwhile are noted on standard error.\n"
-            "\n"
-            "options:\n"
-            "  --config FILE      take both addresses from a gateway configuration file\n"
-            "  --listen IP:PORT   where to listen (default 127.0.0.1:25201, the app client's peer)\n"
-            "  --gateway IP:PORT  the gateway's protobuf service (default 127.0.0.1:25200)\n"
-            "  --seq N            the request's message_sequence (default: from the process id)\n"
-            "  --timeout MS       how long to wait for the answer (default 2000)\n"
-            "  --follow MS        after the answer, print every further message for MS ms\n"
-            "  --head-type N      send with this head_type instead of 1 (request)\n"
-            "  --duration MS      listen: how long (default 5000)\n"
-            "  --count N          listen: stop after N messages\n"
-            "  --pcap FILE        also write every datagram in and out to a capture file\n"
-            "  --help             this text\n"
-            "\n");
+    fprintf(out, "usage: lumbrix-sim app [options] COMMAND [ARGUMENTS]\n"
+                 "\n"
+                 "Stands in for the App: sends one request to the gateway's protobuf service,\n"
+                 "waits where the gateway's \"app\" client sends for the answer carrying the\n"
+                 "request's sequence, and prints both in protobuf text format. Exit code 0 on\n"
+                 "an answer, 1 when none came within --timeout, 2 for a bad command line.\n"
+                 "Other messages that arrive meanwhile are noted on standard error.\n"
+                 "\n"
+                 "options:\n"
+                 "  --config FILE      take both addresses from a gateway configuration file\n"
+                 "  --listen IP:PORT   where to listen (default 127.0.0.1:25201, the app client's peer)\n"
+                 "  --gateway IP:PORT  the gateway's protobuf service (default 127.0.0.1:25200)\n"
+                 "  --seq N            the request's message_sequence (default: from the process id)\n"
+                 "  --timeout MS       how long to wait for the answer (default 2000)\n"
+                 "  --follow MS        after the answer, print every further message for MS ms\n"
+                 "  --head-type N      send with this head_type instead of 1 (request)\n"
+                 "  --duration MS      listen: how long (default 5000)\n"
+                 "  --count N          listen: stop after N messages\n"
+                 "  --pcap FILE        also write every datagram in and out to a capture file\n"
+                 "  --help             this text\n"
+                 "\n");
     CAppCommand::printCommands(out);
-    fprintf(out,
-            "\n"
-            "examples:\n"
-            "  lumbrix-sim app get-param gimbal-speed\n"
-            "  lumbrix-sim app set-param rocker-mode 2\n"
-            "  lumbrix-sim app nest cabin 1 2\n"
-            "  lumbrix-sim app --follow 500 pair\n");
+    fprintf(out, "\n"
+                 "examples:\n"
+                 "  lumbrix-sim app get-param gimbal-speed\n"
+                 "  lumbrix-sim app set-param rocker-mode 2\n"
+                 "  lumbrix-sim app nest cabin 1 2\n"
+                 "  lumbrix-sim app --follow 500 pair\n");
 }
 
 int CSimApp::configure(CSimArgs& args)
@@ -82,15 +79,14 @@ int CSimApp::configure(CSimArgs& args)
         return -1;
     }
     if (m_capture.isOpen()) {
-        m_socket.setCapture(&m_capture);
+        m_socket.setTap([this](const auto&... datagram) { m_capture.record(datagram...); });
     }
     return 0;
 }
 
 int CSimApp::run(int argc, char** argv)
 {
-    CSimArgs args({"config", "listen", "gateway", "seq", "timeout", "follow", "head-type", "duration", "count",
-                   "pcap"},
+    CSimArgs args({"config", "listen", "gateway", "seq", "timeout", "follow", "head-type", "duration", "count", "pcap"},
                   {});
     if (args.parse(argc, argv) != 0) {
         fprintf(stderr, "lumbrix-sim app: %s (see lumbrix-sim app --help)\n", args.error().c_str());
@@ -148,11 +144,11 @@ int CSimApp::sendRequest(const TAppRequest& request)
     std::string bytes;
     envelope.SerializeToString(&bytes);
 
-    printf("--> request to %s (%s)\n%s", CSimUdpSocket::addressText(m_gateway).c_str(),
+    printf("--> request to %s (%s)\n%s", CUdpPeer::addressText(m_gateway).c_str(),
            CAppMessageText::summary(envelope).c_str(), CAppMessageText::describe(envelope, true).c_str());
     fflush(stdout);
     if (m_socket.sendTo(m_gateway, reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()) != 0) {
-        fprintf(stderr, "lumbrix-sim app: cannot send to %s\n", CSimUdpSocket::addressText(m_gateway).c_str());
+        fprintf(stderr, "lumbrix-sim app: cannot send to %s\n", CUdpPeer::addressText(m_gateway).c_str());
         return 2;
     }
 
@@ -193,7 +189,7 @@ int CSimApp::sendRequest(const TAppRequest& request)
             "lumbrix-sim app: no answer with message_id %s and sequence %lld within %lld ms (is the gateway up at "
             "%s, and the radio side answering?)\n",
             CAppMessageText::messageName(request.answerId).c_str(), static_cast<long long>(m_iSequence),
-            static_cast<long long>(m_iTimeoutMs), CSimUdpSocket::addressText(m_gateway).c_str());
+            static_cast<long long>(m_iTimeoutMs), CUdpPeer::addressText(m_gateway).c_str());
     return 1;
 }
 
@@ -234,7 +230,7 @@ bool CSimApp::receiveEnvelope(int timeoutMs, QuelbyMessage& out)
     out.Clear();
     if (!out.ParseFromArray(s_datagram, n) || !out.has_head_data()) {
         fprintf(stderr, "(a datagram of %d bytes from %s that is not an App envelope)\n", n,
-                CSimUdpSocket::addressText(from).c_str());
+                CUdpPeer::addressText(from).c_str());
         return false;
     }
     return true;

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <netinet/in.h>
 
-#include "PcapWriter.h"
-#include "SimUdpSocket.h"
+#include "common/util/PcapWriter.h"
+#include "kit/UdpPeer.h"
 #include "quelby_protocol.pb.h"
 
 class CSimArgs;
@@ -31,7 +31,7 @@ private:
     int listen(int64_t durationMs, int64_t count);
     bool receiveEnvelope(int timeoutMs, quelby::protocol::QuelbyMessage& out);
 
-    CSimUdpSocket m_socket;
+    CUdpPeer m_socket;
     CPcapWriter m_capture;
     sockaddr_in m_gateway{};
     int64_t m_iSequence = 0;

@@ -61,8 +61,8 @@ int CSimArgs::intValue(const std::string& name, int64_t min, int64_t max, int64_
         return 0;
     }
     if (!parseInt(value(name), min, max, out)) {
-        m_strError = "option --" + name + ": '" + value(name) + "' is not a whole number from " +
-                     std::to_string(min) + " to " + std::to_string(max);
+        m_strError = "option --" + name + ": '" + value(name) + "' is not a whole number from " + std::to_string(min) +
+                     " to " + std::to_string(max);
         return -1;
     }
     return 0;

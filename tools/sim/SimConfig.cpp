@@ -1,10 +1,10 @@
 #include "SimConfig.h"
 
-#include "ClientBase.h"
-#include "KsLog.h"
-#include "LumbrixConfig.h"
+#include "dataAccess/client/ClientBase.h"
+#include "common/core/KsLog.h"
+#include "framework/LumbrixConfig.h"
 #include "SimArgs.h"
-#include "SimUdpSocket.h"
+#include "kit/UdpPeer.h"
 
 namespace {
 
@@ -51,17 +51,16 @@ int readConfig(const std::string& path, CSimConfig::ESide side, std::string& lis
 
 } // namespace
 
-int CSimConfig::resolve(const CSimArgs& args, ESide side, sockaddr_in& listen, sockaddr_in& gateway,
-                        std::string& error)
+int CSimConfig::resolve(const CSimArgs& args, ESide side, sockaddr_in& listen, sockaddr_in& gateway, std::string& error)
 {
     if (addresses(args.value("config"), side, listen, gateway, error) != 0) {
         return -1;
     }
-    if (args.has("listen") && !CSimUdpSocket::parseAddress(args.value("listen"), listen, error)) {
+    if (args.has("listen") && !CUdpPeer::parseAddress(args.value("listen"), listen, error)) {
         error = "listen address: " + error;
         return -1;
     }
-    if (args.has("gateway") && !CSimUdpSocket::parseAddress(args.value("gateway"), gateway, error)) {
+    if (args.has("gateway") && !CUdpPeer::parseAddress(args.value("gateway"), gateway, error)) {
         error = "gateway address: " + error;
         return -1;
     }
@@ -81,11 +80,11 @@ int CSimConfig::addresses(const std::string& configPath, ESide side, sockaddr_in
             return -1;
         }
     }
-    if (!CSimUdpSocket::parseAddress(listenText, listen, error)) {
+    if (!CUdpPeer::parseAddress(listenText, listen, error)) {
         error = "listen address: " + error;
         return -1;
     }
-    if (!CSimUdpSocket::parseAddress(gatewayText, gateway, error)) {
+    if (!CUdpPeer::parseAddress(gatewayText, gateway, error)) {
         error = "gateway address: " + error;
         return -1;
     }

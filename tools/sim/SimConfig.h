@@ -18,8 +18,7 @@ public:
     };
 
     // 0, or -1 with the reason in error.
-    static int resolve(const CSimArgs& args, ESide side, sockaddr_in& listen, sockaddr_in& gateway,
-                       std::string& error);
+    static int resolve(const CSimArgs& args, ESide side, sockaddr_in& listen, sockaddr_in& gateway, std::string& error);
     // The two addresses of one side in the gateway configuration file
     // configPath, or the defaults when configPath is empty. 0, or -1 with
     // the reason in error.

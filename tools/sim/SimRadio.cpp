@@ -4,16 +4,16 @@
 #include <cstring>
 #include <string>
 
-#include "AtCommandDefine.h"
-#include "NestCommandDefine.h"
-#include "RcCommandDefine.h"
-#include "RcKeyDefine.h"
+#include "msgHandle/AtCommandDefine.h"
+#include "msgHandle/NestCommandDefine.h"
+#include "msgHandle/RcCommandDefine.h"
+#include "msgHandle/xolt2Protobuf/RcKeyDefine.h"
 #include "SimArgs.h"
 #include "SimConfig.h"
 #include "SimStop.h"
-#include "XoltByteOrder.h"
+#include "msgHandle/XoltByteOrder.h"
 #include "XoltFrameText.h"
-#include "XoltMessageDefine.h"
+#include "msgHandle/XoltMessageDefine.h"
 
 namespace {
 
@@ -35,8 +35,9 @@ constexpr int8_t PAIR_PROGRESS[] = {25, 50, 75, 100};
 constexpr int AUTO_TASK_DURATION_MS = 150;
 constexpr int CALIBRATION_REPORT_DELAY_MS = 20;
 
-const uint8_t s_reportKeys[] = {XOLT_RC_KEY_ZOOM_IN, XOLT_RC_KEY_PHOTO, XOLT_RC_KEY_RECORD, XOLT_RC_KEY_LEFT_CUSTOM,
-                                XOLT_RC_KEY_RIGHT_CUSTOM, XOLT_RC_KEY_ZOOM_OUT, XOLT_RC_KEY_PHOTO_RECORD};
+const uint8_t s_reportKeys[] = {XOLT_RC_KEY_ZOOM_IN,     XOLT_RC_KEY_PHOTO,        XOLT_RC_KEY_RECORD,
+                                XOLT_RC_KEY_LEFT_CUSTOM, XOLT_RC_KEY_RIGHT_CUSTOM, XOLT_RC_KEY_ZOOM_OUT,
+                                XOLT_RC_KEY_PHOTO_RECORD};
 
 const char* const VERSION_TRANSMITTER = "TX-1.4.2";
 const char* const VERSION_RC = "RC-2.0.7";
@@ -47,39 +48,39 @@ const char* const VERSION_MOTOR = "MOT-0.9.3";
 
 uint16_t nestStatusRecord(uint8_t* r, int64_t round)
 {
-    r[2] = 1;                                   // power: state
-    r[5] = 1;                                   // uav: in place
-    r[7] = 1;                                   //      charging
-    r[10] = 2;                                  // chg0: state
+    r[2] = 1;                                      // power: state
+    r[5] = 1;                                      // uav: in place
+    r[7] = 1;                                      //      charging
+    r[10] = 2;                                     // chg0: state
     r[11] = static_cast<uint8_t>(80 + round % 20); // soc
-    wr_u16le(r + 12, 25200);                    // voltage mV
-    wr_i16le(r + 14, 3500);                     // current mA
-    wr_i16le(r + 16, 312);                      // 0.1 degC
-    wr_u16le(r + 18, 14);                       // minutes charging
-    wr_u16le(r + 20, 42);                       // cycles
-    wr_u16le(r + 22, 5000);                     // capacity mAh
-    wr_i16le(r + 46, 245);                      // temp0: 24.5 degC
-    wr_u16le(r + 48, 480);                      //        48.0 %RH
-    r[51] = 1;                                  //        cooler on
-    wr_i16le(r + 54, 231);                      // temp1
+    wr_u16le(r + 12, 25200);                       // voltage mV
+    wr_i16le(r + 14, 3500);                        // current mA
+    wr_i16le(r + 16, 312);                         // 0.1 degC
+    wr_u16le(r + 18, 14);                          // minutes charging
+    wr_u16le(r + 20, 42);                          // cycles
+    wr_u16le(r + 22, 5000);                        // capacity mAh
+    wr_i16le(r + 46, 245);                         // temp0: 24.5 degC
+    wr_u16le(r + 48, 480);                         //        48.0 %RH
+    r[51] = 1;                                     //        cooler on
+    wr_i16le(r + 54, 231);                         // temp1
     wr_u16le(r + 56, 505);
-    wr_u16le(r + 62, 32);                       // atmos: wind 3.2 m/s
-    wr_u16le(r + 64, 270);                      //        from the west
-    wr_u32le(r + 68, 101325);                   //        pressure Pa
-    wr_i16le(r + 72, 198);                      //        19.8 degC
-    wr_u16le(r + 74, 550);                      //        55.0 %RH
-    r[78] = 1;                                  // mpu: tilt degrees
-    r[84] = 1;                                  // tec: power
-    r[85] = 2;                                  //      mode
+    wr_u16le(r + 62, 32);     // atmos: wind 3.2 m/s
+    wr_u16le(r + 64, 270);    //        from the west
+    wr_u32le(r + 68, 101325); //        pressure Pa
+    wr_i16le(r + 72, 198);    //        19.8 degC
+    wr_u16le(r + 74, 550);    //        55.0 %RH
+    r[78] = 1;                // mpu: tilt degrees
+    r[84] = 1;                // tec: power
+    r[85] = 2;                //      mode
     wr_i16le(r + 86, 250);
     wr_i16le(r + 88, 262);
     wr_i16le(r + 90, 198);
-    r[92] = 3;                                  //      fan level
-    r[93] = 1;                                  // led
-    r[94] = 2;                                  // system mode
-    r[98] = 2;                                  // fan: count
-    r[99] = 3;                                  //      running mask
-    r[100] = 60;                                //      duty %
+    r[92] = 3;   //      fan level
+    r[93] = 1;   // led
+    r[94] = 2;   // system mode
+    r[98] = 2;   // fan: count
+    r[99] = 3;   //      running mask
+    r[100] = 60; //      duty %
     wr_u16le(r + 101, 2400);
     wr_u16le(r + 103, 2450);
     return 117;
@@ -125,10 +126,10 @@ uint16_t nestMotorDriverRecord(uint8_t* r, int64_t)
 {
     for (int driver = 0; driver < 4; ++driver) {
         uint8_t* d = r + 8 * driver;
-        d[2] = 1;                                              // state
-        d[3] = static_cast<uint8_t>(36 + driver);              // degC
-        wr_i16le(d + 4, static_cast<int16_t>(120 * driver));   // position mm
-        wr_u16le(d + 6, static_cast<uint16_t>(300 + driver));  // current mA
+        d[2] = 1;                                             // state
+        d[3] = static_cast<uint8_t>(36 + driver);             // degC
+        wr_i16le(d + 4, static_cast<int16_t>(120 * driver));  // position mm
+        wr_u16le(d + 6, static_cast<uint16_t>(300 + driver)); // current mA
     }
     return 32;
 }
@@ -161,46 +162,41 @@ struct TNestReportSource {
 };
 
 const TNestReportSource s_nestReports[] = {
-    {NEST_CMD_SYSTEM_STATUS, nestStatusRecord},
-    {NEST_CMD_BAT_DYNAMIC_INFO, nestBatteryDynamicRecord},
-    {NEST_CMD_BAT_STATIC_INFO, nestBatteryStaticRecord},
-    {NEST_CMD_BAT_ALTERNATE_INFO, nestBackupBatteryRecord},
-    {NEST_CMD_DRV_INFO1, nestMotorDriverRecord},
-    {NEST_CODE_ZROD_READY, nestZrodReadyRecord},
-    {NEST_CODE_SELF_CHECK, nestSelfCheckRecord},
-    {NEST_CODE_TRANSMIT_HEARTBEAT, nestHeartbeatRecord},
+    {NEST_CMD_SYSTEM_STATUS, nestStatusRecord},          {NEST_CMD_BAT_DYNAMIC_INFO, nestBatteryDynamicRecord},
+    {NEST_CMD_BAT_STATIC_INFO, nestBatteryStaticRecord}, {NEST_CMD_BAT_ALTERNATE_INFO, nestBackupBatteryRecord},
+    {NEST_CMD_DRV_INFO1, nestMotorDriverRecord},         {NEST_CODE_ZROD_READY, nestZrodReadyRecord},
+    {NEST_CODE_SELF_CHECK, nestSelfCheckRecord},         {NEST_CODE_TRANSMIT_HEARTBEAT, nestHeartbeatRecord},
 };
 
 } // namespace
 
 void CSimRadio::printHelp(FILE* out)
 {
-    fprintf(out,
-            "usage: lumbrix-sim radio [options]\n"
-            "\n"
-            "Stands in for the radio side (RC firmware and nest): listens where the\n"
-            "gateway's \"transmit\" client sends and answers every frame the gateway\n"
-            "builds. Prints each frame in and out with its bytes. Runs until SIGINT or\n"
-            "SIGTERM, --duration, or the last of --rounds.\n"
-            "\n"
-            "options:\n"
-            "  --config FILE      take both addresses from a gateway configuration file\n"
-            "  --listen IP:PORT   where to listen (default 127.0.0.1:25101, the transmit client's peer)\n"
-            "  --gateway IP:PORT  the gateway's xolt service (default 127.0.0.1:25100)\n"
-            "  --reports MS       every MS ms send a report round: stick state (150 type 14)\n"
-            "                     while the stick upload is on, RC state (150 type 15), a key\n"
-            "                     event (144) and a nest report (182), each round the next kind\n"
-            "  --rounds N         stop after N report rounds (needs --reports)\n"
-            "  --duration MS      stop after MS ms\n"
-            "  --bad-crc          first send one key event whose CRC is broken\n"
-            "  --pcap FILE        also write every datagram in and out to a capture file\n"
-            "  --help             this text\n"
-            "\n"
-            "answers: RC settings (150) get/set gimbal speed and rocker mode from the values\n"
-            "it remembers (speed 50, mode 1 at start), calibration results, the system-time\n"
-            "acknowledgement (110), nest acknowledgements (183, and an auto-task finish\n"
-            "report), the pairing answer and progress 25..100%% (201), the versions (219).\n"
-            "Time sync (24), virtual sticks (148) and quick-match commands get no answer.\n");
+    fprintf(out, "usage: lumbrix-sim radio [options]\n"
+                 "\n"
+                 "Stands in for the radio side (RC firmware and nest): listens where the\n"
+                 "gateway's \"transmit\" client sends and answers every frame the gateway\n"
+                 "builds. Prints each frame in and out with its bytes. Runs until SIGINT or\n"
+                 "SIGTERM, --duration, or the last of --rounds.\n"
+                 "\n"
+                 "options:\n"
+                 "  --config FILE      take both addresses from a gateway configuration file\n"
+                 "  --listen IP:PORT   where to listen (default 127.0.0.1:25101, the transmit client's peer)\n"
+                 "  --gateway IP:PORT  the gateway's xolt service (default 127.0.0.1:25100)\n"
+                 "  --reports MS       every MS ms send a report round: stick state (150 type 14)\n"
+                 "                     while the stick upload is on, RC state (150 type 15), a key\n"
+                 "                     event (144) and a nest report (182), each round the next kind\n"
+                 "  --rounds N         stop after N report rounds (needs --reports)\n"
+                 "  --duration MS      stop after MS ms\n"
+                 "  --bad-crc          first send one key event whose CRC is broken\n"
+                 "  --pcap FILE        also write every datagram in and out to a capture file\n"
+                 "  --help             this text\n"
+                 "\n"
+                 "answers: RC settings (150) get/set gimbal speed and rocker mode from the values\n"
+                 "it remembers (speed 50, mode 1 at start), calibration results, the system-time\n"
+                 "acknowledgement (110), nest acknowledgements (183, and an auto-task finish\n"
+                 "report), the pairing answer and progress 25..100%% (201), the versions (219).\n"
+                 "Time sync (24), virtual sticks (148) and quick-match commands get no answer.\n");
 }
 
 int CSimRadio::configure(CSimArgs& args)
@@ -234,7 +230,7 @@ int CSimRadio::configure(CSimArgs& args)
         return -1;
     }
     if (m_capture.isOpen()) {
-        m_socket.setCapture(&m_capture);
+        m_socket.setTap([this](const auto&... datagram) { m_capture.record(datagram...); });
     }
     return 0;
 }
@@ -254,8 +250,7 @@ int CSimRadio::run(int argc, char** argv)
         return 2;
     }
     printf("radio: listening on %s, answering the gateway at %s\n",
-           CSimUdpSocket::addressText(m_socket.localAddress()).c_str(),
-           CSimUdpSocket::addressText(m_gateway).c_str());
+           CUdpPeer::addressText(m_socket.localAddress()).c_str(), CUdpPeer::addressText(m_gateway).c_str());
 
     const int64_t start = CSimStop::nowMs();
     int64_t nextReport = start;
@@ -290,8 +285,8 @@ int CSimRadio::run(int argc, char** argv)
             receiveDatagram(datagram, n);
         }
     }
-    printf("radio: stopped after %llu frames in and %llu frames out\n",
-           static_cast<unsigned long long>(m_ulFramesIn), static_cast<unsigned long long>(m_ulFramesOut));
+    printf("radio: stopped after %llu frames in and %llu frames out\n", static_cast<unsigned long long>(m_ulFramesIn),
+           static_cast<unsigned long long>(m_ulFramesOut));
     return 0;
 }
 
@@ -462,10 +457,10 @@ void CSimRadio::sendReportRound()
 
     uint8_t state[RC_STATE_LEN] = {RC_CMD_GET_STATUS, PHONE_SET_DATA_LEN};
     state[2] = static_cast<uint8_t>(90 - round % 50); // battery %
-    state[3] = 4;                                      // rc signal quality
-    state[4] = 5;                                      // dsp signal quality
-    state[5] = 0;                                      // calibration state
-    state[6] = 31;                                     // battery degC
+    state[3] = 4;                                     // rc signal quality
+    state[4] = 5;                                     // dsp signal quality
+    state[5] = 0;                                     // calibration state
+    state[6] = 31;                                    // battery degC
     wr_u16le(state + PHONE_SET_CHARGING_VOLTAGE_OFFSET, 8400);
     send(XOLT_MSG_ID_RC_SETTINGS, DEV_RC, state, sizeof(state));
 
@@ -486,8 +481,8 @@ void CSimRadio::sendBadCrcFrame()
     xolt_message_head_t frame{};
     frame.msgid = XOLT_MSG_ID_RC_KEY;
     memcpy(xolt_payload(&frame), key, sizeof(key));
-    const uint16_t length = xolt_finalize_message(&frame, DEV_APP, DEV_RC, sizeof(key),
-                                                  xolt_message_crcs[XOLT_MSG_ID_RC_KEY], m_ucTxSeq);
+    const uint16_t length =
+        xolt_finalize_message(&frame, DEV_APP, DEV_RC, sizeof(key), xolt_message_crcs[XOLT_MSG_ID_RC_KEY], m_ucTxSeq);
     // Both CRC bytes wrong; never a start byte last, so that the receiver's
     // parser is idle again for the next frame.
     uint8_t* crc = xolt_payload(&frame) + sizeof(key);
@@ -508,8 +503,8 @@ void CSimRadio::send(uint8_t msgid, uint8_t sourceid, const uint8_t* payload, ui
     memcpy(xolt_payload(&frame), payload, length);
     const uint16_t wireLen =
         xolt_finalize_message(&frame, DEV_APP, sourceid, length, xolt_message_crcs[msgid], m_ucTxSeq);
-    const std::string text = "radio -> gateway: " + CXoltFrameText::describe(frame) + "\n    " +
-                             CXoltFrameText::wireHex(frame) + "\n";
+    const std::string text =
+        "radio -> gateway: " + CXoltFrameText::describe(frame) + "\n    " + CXoltFrameText::wireHex(frame) + "\n";
     const uint8_t* bytes = xolt_wire_bytes(&frame);
     if (delayMs == 0) {
         sendBytes(text, bytes, wireLen);
@@ -523,7 +518,7 @@ void CSimRadio::sendBytes(const std::string& text, const uint8_t* bytes, size_t 
     fputs(text.c_str(), stdout);
     fflush(stdout);
     if (m_socket.sendTo(m_gateway, bytes, length) != 0) {
-        fprintf(stderr, "lumbrix-sim radio: cannot send to %s\n", CSimUdpSocket::addressText(m_gateway).c_str());
+        fprintf(stderr, "lumbrix-sim radio: cannot send to %s\n", CUdpPeer::addressText(m_gateway).c_str());
         return;
     }
     ++m_ulFramesOut;

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "PcapWriter.h"
-#include "SimUdpSocket.h"
-#include "XoltProtocol.h"
+#include "common/util/PcapWriter.h"
+#include "kit/UdpPeer.h"
+#include "msgHandle/XoltProtocol.h"
 
 class CSimArgs;
 
@@ -53,7 +53,7 @@ private:
     void sendBytes(const std::string& text, const uint8_t* bytes, size_t length);
     void sendDue(int64_t nowMs);
 
-    CSimUdpSocket m_socket;
+    CUdpPeer m_socket;
     CPcapWriter m_capture;
     sockaddr_in m_gateway{};
     int64_t m_iReportPeriodMs = 0;

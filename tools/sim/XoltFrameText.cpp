@@ -2,12 +2,12 @@
 
 #include <sstream>
 
-#include "AtCommandDefine.h"
-#include "NestCommandDefine.h"
-#include "RcCommandDefine.h"
-#include "RcKeyDefine.h"
-#include "XoltByteOrder.h"
-#include "XoltMessageDefine.h"
+#include "msgHandle/AtCommandDefine.h"
+#include "msgHandle/NestCommandDefine.h"
+#include "msgHandle/RcCommandDefine.h"
+#include "msgHandle/xolt2Protobuf/RcKeyDefine.h"
+#include "msgHandle/XoltByteOrder.h"
+#include "msgHandle/XoltMessageDefine.h"
 
 namespace {
 
@@ -16,74 +16,9 @@ struct TCodeName {
     const char* name;
 };
 
-const TCodeName s_rcCommands[] = {
-    {RC_CMD_SET_GIMBAL_SPEED, "RC_CMD_SET_GIMBAL_SPEED"},
-    {RC_CMD_GET_GIMBAL_SPEED, "RC_CMD_GET_GIMBAL_SPEED"},
-    {REMOTE_LANGUAGE_SET, "REMOTE_LANGUAGE_SET"},
-    {REMOTE_LANGUAGE_GET, "REMOTE_LANGUAGE_GET"},
-    {COACH_MACHINE_SET, "COACH_MACHINE_SET"},
-    {COACH_MACHINE_GET, "COACH_MACHINE_GET"},
-    {GIMBAL_PITCH_ADJUST, "GIMBAL_PITCH_ADJUST"},
-    {GIMBAL_ANG_GET, "GIMBAL_ANG_GET"},
-    {RC_CMD_CALIBRATION, "RC_CMD_CALIBRATION"},
-    {RC_CMD_RAW_DATA, "RC_CMD_RAW_DATA"},
-    {RC_CMD_GET_STATUS, "RC_CMD_GET_STATUS"},
-    {REMOTE_SENSING_VERSION_QUERY, "REMOTE_SENSING_VERSION_QUERY"},
-    {UNIT_DISPLAY_SET, "UNIT_DISPLAY_SET"},
-    {RC_CMD_SET_MODE, "RC_CMD_SET_MODE"},
-    {RC_CMD_GET_MODE, "RC_CMD_GET_MODE"},
-    {UNIT_DISPLAY_GET, "UNIT_DISPLAY_GET"},
-    {PHONE_COMPASS_ANGLE, "PHONE_COMPASS_ANGLE"},
-    {GIMBAL_YAW_ADJUST, "GIMBAL_YAW_ADJUST"},
-    {RC_CMD_RC_CALIBRATION_STATUS_INFO, "RC_CMD_RC_CALIBRATION_STATUS_INFO"},
-    {RC_CMD_BATTERY_INFO, "RC_CMD_BATTERY_INFO"},
-    {RC_CMD_RF_INFO, "RC_CMD_RF_INFO"},
-    {RC_CMD_SMBUS_INFO, "RC_CMD_SMBUS_INFO"},
-};
-
-const TCodeName s_nestCommands[] = {
-    {NEST_CMD_HATCH_CONTROL, "NEST_CMD_HATCH_CONTROL"},
-    {NEST_CMD_LOCATION_ROD, "NEST_CMD_LOCATION_ROD"},
-    {NEST_CMD_CHARGE_ROD, "NEST_CMD_CHARGE_ROD"},
-    {NEST_CMD_MOTOR_DRV_POWER, "NEST_CMD_MOTOR_DRV_POWER"},
-    {NEST_CMD_MOTOR_DRV_RESET, "NEST_CMD_MOTOR_DRV_RESET"},
-    {NEST_CMD_MOTOR_CONFIG, "NEST_CMD_MOTOR_CONFIG"},
-    {NEST_CMD_MOTOR_LOCATION_ZERO, "NEST_CMD_MOTOR_LOCATION_ZERO"},
-    {NEST_CMD_PADDIES_ROD, "NEST_CMD_PADDIES_ROD"},
-    {NEST_CODE_CALIBRATION_OPERATION, "calibration operation"},
-    {NEST_CODE_SINGLE_CALIBRATION, "single calibration"},
-    {NEST_CMD_SYSTEM_CONFIG, "NEST_CMD_SYSTEM_CONFIG"},
-    {NEST_CMD_SYSTEM_RESET, "NEST_CMD_SYSTEM_RESET"},
-    {NEST_CMD_AIRPLANE_CHARGE, "NEST_CMD_AIRPLANE_CHARGE"},
-    {NEST_CMD_AIRPLANE_POWER, "NEST_CMD_AIRPLANE_POWER"},
-    {NEST_CMD_AIR_CONDITIONER_POWER, "NEST_CMD_AIR_CONDITIONER_POWER"},
-    {NEST_CMD_SOTF_STOP, "NEST_CMD_SOTF_STOP"},
-    {NEST_CMD_UPS_POWER, "NEST_CMD_UPS_POWER"},
-    {NEST_CODE_RETURN_WAIT_TIME, "return wait time"},
-    {NEST_CMD_SYSTEM_STATUS, "NEST_CMD_SYSTEM_STATUS"},
-    {NEST_CMD_BAT_DYNAMIC_INFO, "NEST_CMD_BAT_DYNAMIC_INFO"},
-    {NEST_CMD_BAT_STATIC_INFO, "NEST_CMD_BAT_STATIC_INFO"},
-    {NEST_CMD_BAT_ALTERNATE_INFO, "NEST_CMD_BAT_ALTERNATE_INFO"},
-    {NEST_CMD_MOTOR_DRV_INFO, "NEST_CMD_MOTOR_DRV_INFO"},
-    {NEST_CMD_DRV_INFO1, "NEST_CMD_DRV_INFO1"},
-    {NEST_CMD_UPS_INFO, "NEST_CMD_UPS_INFO"},
-    {NEST_CODE_ZROD_READY, "Z rod ready"},
-    {NEST_CODE_SELF_CHECK, "self check"},
-    {NEST_CMD_AUTO_TASK, "NEST_CMD_AUTO_TASK"},
-    {NEST_CMD_AUTO_TASK_SUCCESS, "NEST_CMD_AUTO_TASK_SUCCESS"},
-    {NEST_CODE_TRANSMIT_HEARTBEAT, "transmitter heartbeat"},
-};
-
-const TCodeName s_atCommands[] = {
-    {REQUEST_PAIR, "REQUEST_PAIR"},
-    {SET_FREQ_BAND, "SET_FREQ_BAND"},
-    {SET_PHOTO_MODE, "SET_PHOTO_MODE"},
-    {SET_FCC_MODE, "SET_FCC_MODE"},
-    {SET_ELOG_SWITCH, "SET_ELOG_SWITCH"},
-    {PAIR_PROGRESS_REPORT, "PAIR_PROGRESS_REPORT"},
-    {AT_COMAND_QUICK_MATCH_CHOOSE_CONNECT, "quick-match choose-connect"},
-    {AT_COMAND_QUICK_MATCH_CLEAR_BLACKLIST, "quick-match clear blacklist"},
-};
+// s_rcCodes, s_nestCodes, s_atCodes: the sub-command names of msgids 150,
+// 182/183 and 200/201, from the gateway's definitions.
+#include "XoltCodeNames.h"
 
 template <size_t N>
 const char* lookUp(const TCodeName (&table)[N], uint8_t code)
@@ -130,10 +65,10 @@ void describeRcAnswer(std::ostringstream& out, const TPayload& pl)
 {
     const uint8_t type = static_cast<uint8_t>(pl.at(0));
     const uint8_t* d = pl.p + 2;
-    out << "RC settings " << (type == RC_CMD_RAW_DATA || type == RC_CMD_GET_STATUS ||
-                                      type == RC_CMD_RC_CALIBRATION_STATUS_INFO
-                                  ? "report "
-                                  : "answer ")
+    out << "RC settings "
+        << (type == RC_CMD_RAW_DATA || type == RC_CMD_GET_STATUS || type == RC_CMD_RC_CALIBRATION_STATUS_INFO
+                ? "report "
+                : "answer ")
         << CXoltFrameText::rcCommandName(type);
     if (!pl.has(3)) {
         return;
@@ -159,8 +94,8 @@ void describeRcAnswer(std::ostringstream& out, const TPayload& pl)
         }
         break;
     case RC_CMD_GET_STATUS:
-        out << ": power " << pl.at(2) << "%, rc signal " << pl.at(3) << ", dsp signal " << pl.at(4)
-            << ", calibration " << pl.at(5) << ", battery " << pl.at(6) << " degC";
+        out << ": power " << pl.at(2) << "%, rc signal " << pl.at(3) << ", dsp signal " << pl.at(4) << ", calibration "
+            << pl.at(5) << ", battery " << pl.at(6) << " degC";
         if (pl.has(PHONE_SET_CHARGING_VOLTAGE_OFFSET + 2)) {
             out << ", charging " << rd_u16le(pl.p + PHONE_SET_CHARGING_VOLTAGE_OFFSET) << " mV";
         }
@@ -189,8 +124,8 @@ void describeNestCommand(std::ostringstream& out, const TPayload& pl)
         break;
     case NEST_CMD_SYSTEM_CONFIG:
         if (pl.has(11)) {
-            out << ": open limit " << pl.at(3) << ", close limit " << pl.at(4) << ", unix time "
-                << rd_u32le(pl.p + 5) << ", auto discharge " << pl.at(9) << ", auto charge " << pl.at(10);
+            out << ": open limit " << pl.at(3) << ", close limit " << pl.at(4) << ", unix time " << rd_u32le(pl.p + 5)
+                << ", auto discharge " << pl.at(9) << ", auto charge " << pl.at(10);
         }
         break;
     default:
@@ -204,7 +139,7 @@ void describeNestCommand(std::ostringstream& out, const TPayload& pl)
 void describeAtCommand(std::ostringstream& out, const TPayload& pl, bool answer)
 {
     const uint8_t code = static_cast<uint8_t>(pl.at(0));
-    out << (answer ? "AT answer " : "AT command ") << lookUp(s_atCommands, code);
+    out << (answer ? "AT answer " : "AT command ") << lookUp(s_atCodes, code);
     if (code == AT_COMAND_QUICK_MATCH_CHOOSE_CONNECT && !answer) {
         out << ": choice " << pl.at(1);
     }
@@ -236,12 +171,12 @@ void describeVersions(std::ostringstream& out, const TPayload& pl)
 
 const char* CXoltFrameText::rcCommandName(uint8_t code)
 {
-    return lookUp(s_rcCommands, code);
+    return lookUp(s_rcCodes, code);
 }
 
 const char* CXoltFrameText::nestCommandName(uint8_t code)
 {
-    return lookUp(s_nestCommands, code);
+    return lookUp(s_nestCodes, code);
 }
 
 std::string CXoltFrameText::describe(const xolt_message_head_t& frame)
@@ -268,8 +203,8 @@ std::string CXoltFrameText::describe(const xolt_message_head_t& frame)
         }
         break;
     case XOLT_MSG_ID_RC_KEY:
-        out << "RC key event: key " << pl.at(0) << ", time " << pl.at(1) << ", value " << pl.at(2)
-            << ", status " << pl.at(3);
+        out << "RC key event: key " << pl.at(0) << ", time " << pl.at(1) << ", value " << pl.at(2) << ", status "
+            << pl.at(3);
         break;
     case XOLT_MSG_ID_NEST_VIRTUAL_STICK:
         out << "virtual stick for the nest";

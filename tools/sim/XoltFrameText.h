@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "XoltProtocol.h"
+#include "msgHandle/XoltProtocol.h"
 
 // Readable one-line descriptions of link frames for the simulator's
 // transcript: the message's name and its decoded payload fields, told apart

@@ -20,7 +20,7 @@ done
 WORK=$(mktemp -d "${TMPDIR:-/tmp}/lumbrix-dissector.XXXXXX")
 trap 'rm -rf "$WORK"' EXIT
 
-if ! LUMBRIX_DEMO_PCAP="$WORK/session.pcap" "$ROOT/tools/demo.sh" "$BUILD_DIR" > "$WORK/demo.txt" 2>&1; then
+if ! LUMBRIX_DEMO_PCAP="$WORK/session.pcap" LUMBRIX_DEMO_RECORD="$WORK/gateway.pcap" "$ROOT/tools/demo.sh" "$BUILD_DIR" > "$WORK/demo.txt" 2>&1; then
   echo "test-dissector: the demo session failed:" >&2
   tail -40 "$WORK/demo.txt" >&2
   exit 1
@@ -34,6 +34,11 @@ TSHARK=(tshark -r "$WORK/session.pcap" -X "lua_script:$HERE/lumbrix.lua"
   -o "uat:protobuf_search_paths:\"$ROOT/src/msgHandle/proto\",\"TRUE\"")
 "${TSHARK[@]}" > "$WORK/summary.txt" 2> "$WORK/tshark.err"
 "${TSHARK[@]}" -V > "$WORK/decoded.txt" 2>> "$WORK/tshark.err"
+# The gateway's own recording of the session, listed the same way.
+"${TSHARK[@]}" -T fields -e _ws.col.Info 2>> "$WORK/tshark.err" | sort > "$WORK/session.info"
+TSHARK[2]="$WORK/gateway.pcap"
+"${TSHARK[@]}" -T fields -e _ws.col.Info 2>> "$WORK/tshark.err" | sort > "$WORK/gateway.info"
+comm -23 "$WORK/session.info" "$WORK/gateway.info" > "$WORK/unrecorded.txt"
 
 PASSED=0
 FAILED=0
@@ -93,6 +98,11 @@ expect "nest battery report" decoded.txt "cellvoltage6: 4181"
 expect "bad CRC in the list" summary.txt "RC→GW 144 RC key event key photo [BAD CRC]"
 expect "bad CRC shown as bad" decoded.txt "CRC status: Bad (0)"
 expect "bad CRC expert info" decoded.txt "[Expert Info (Error/Checksum): Bad CRC]"
+
+echo "-- the gateway's own recording: every datagram the simulators saw, decoded the same"
+expect "recording decoded" gateway.info "PARAM_GET_MSG response seq 101 (Remote) SUCCESS"
+expect "bad CRC in the recording" gateway.info "RC→GW 144 RC key event key photo [BAD CRC]"
+refuse "nothing missing from the recording" unrecorded.txt ""
 
 echo "-- App envelopes: header and bodies through the App protocol"
 expect "request header" summary.txt "PARAM_GET_MSG request seq 101 (App)"

@@ -1,4 +1,4 @@
-#include "JsonNode.h"
+#include "common/core/JsonNode.h"
 
 CJsonNode::CJsonNode() : m_bNeedDestroyResource(false), m_pJsonValue(nullptr) {}
 
@@ -23,8 +23,8 @@ bool CJsonNode::isBool() const
 
 bool CJsonNode::isInt() const
 {
-    return m_pJsonValue != nullptr && (m_pJsonValue->isInt() || m_pJsonValue->isInt64() ||
-                                       m_pJsonValue->isUInt() || m_pJsonValue->isUInt64());
+    return m_pJsonValue != nullptr &&
+           (m_pJsonValue->isInt() || m_pJsonValue->isInt64() || m_pJsonValue->isUInt() || m_pJsonValue->isUInt64());
 }
 
 bool CJsonNode::isDouble() const
@@ -57,14 +57,12 @@ bool CJsonNode::isKeyExist(const std::string& key) const
 // stored integer from the side that fits and wrap it to the other instead.
 int64_t CJsonNode::asWrappedInt64() const
 {
-    return m_pJsonValue->isInt64() ? m_pJsonValue->asInt64()
-                                   : static_cast<int64_t>(m_pJsonValue->asUInt64());
+    return m_pJsonValue->isInt64() ? m_pJsonValue->asInt64() : static_cast<int64_t>(m_pJsonValue->asUInt64());
 }
 
 uint64_t CJsonNode::asWrappedUInt64() const
 {
-    return m_pJsonValue->isUInt64() ? m_pJsonValue->asUInt64()
-                                    : static_cast<uint64_t>(m_pJsonValue->asInt64());
+    return m_pJsonValue->isUInt64() ? m_pJsonValue->asUInt64() : static_cast<uint64_t>(m_pJsonValue->asInt64());
 }
 
 bool CJsonNode::getValue(bool& value) const

@@ -1,11 +1,11 @@
-#include "JsonParser.h"
+#include "common/core/JsonParser.h"
 
 #include <exception>
 #include <fstream>
 #include <memory>
 #include <sstream>
 
-#include "FileUtil.h"
+#include "common/util/FileUtil.h"
 
 namespace {
 
@@ -30,7 +30,7 @@ int parseInto(std::istream& in, CJsonNode& root)
     return 0;
 }
 
-}  // namespace
+} // namespace
 
 int CJsonParser::loadFromFile(const std::string& path, CJsonNode& root)
 {

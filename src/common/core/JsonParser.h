@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "JsonNode.h"
+#include "common/core/JsonNode.h"
 
 // Loads a JSON document from a file or from text into a CJsonNode, which
 // then owns it. On failure the node is left as it was. Reports only through

@@ -1,4 +1,4 @@
-#include "KsIDNameMap.h"
+#include "common/core/KsIDNameMap.h"
 
 CKsIDNameMap::CKsIDNameMap() : m_iDefaultID(-1) {}
 

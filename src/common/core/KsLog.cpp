@@ -1,4 +1,4 @@
-#include "KsLog.h"
+#include "common/core/KsLog.h"
 
 #include <pthread.h>
 
@@ -8,17 +8,14 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "FileUtil.h"
-#include "KsTime.h"
+#include "common/util/FileUtil.h"
+#include "common/util/KsTime.h"
 
 namespace {
 
 const CKsIDNameMap::TIDNamePair LOG_LEVEL_NAMES[] = {
-    {"Error", E_LOG_LEVEL_ERROR},
-    {"Warn", E_LOG_LEVEL_WARN},
-    {"Info", E_LOG_LEVEL_INFO},
-    {"Debug", E_LOG_LEVEL_DEBUG},
-    {nullptr, E_LOG_LEVEL_INFO},
+    {"Error", E_LOG_LEVEL_ERROR}, {"Warn", E_LOG_LEVEL_WARN},  {"Info", E_LOG_LEVEL_INFO},
+    {"Debug", E_LOG_LEVEL_DEBUG}, {nullptr, E_LOG_LEVEL_INFO},
 };
 
 // The name a line carries; a level outside the table is written as "Info".
@@ -79,7 +76,7 @@ void lineTime(char* out)
 // a plain flag, so it can still be read then.
 thread_local bool t_bLineBufferGone = false;
 
-}  // namespace
+} // namespace
 
 // A stream buffer that appends to a string kept from line to line, with the
 // stream that writes into it.
@@ -309,18 +306,7 @@ void CKsLog::loopBackupFile()
         fclose(m_pFile);
         m_pFile = nullptr;
     }
-    const std::string& path = m_pCurLogConfig->m_strLogFilePath;
-    const std::string backupBase = path + ".";
-    int count = m_pCurLogConfig->m_iMaxFileCnt;
-    for (int i = count - 2; i >= 1; --i) {
-        std::string backup = numbered(backupBase, i);
-        if (CFileUtil::isFileExist(backup.c_str())) {
-            CFileUtil::mv(backup.c_str(), numbered(backupBase, i + 1).c_str());
-        }
-    }
-    if (count >= 2) {
-        CFileUtil::mv(path.c_str(), numbered(backupBase, 1).c_str());
-    }
+    CFileUtil::shiftBackups(m_pCurLogConfig->m_strLogFilePath, m_pCurLogConfig->m_iMaxFileCnt);
 }
 
 void CKsLog::clearBackupFile()
@@ -351,6 +337,12 @@ void CKsLog::clearBackupFile()
     for (int k = first; k < count; ++k) {
         CFileUtil::rm(numbered(backupBase, k).c_str());
     }
+}
+
+std::string CKsLog::getLogFilePath()
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutexWriteLog);
+    return m_pCurLogConfig->m_strLogFilePath;
 }
 
 bool CKsLog::getLogExternalEnable() const

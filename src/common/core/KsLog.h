@@ -10,8 +10,8 @@
 #include <sstream>
 #include <string>
 
-#include "KsIDNameMap.h"
-#include "KsSingleton.h"
+#include "common/core/KsIDNameMap.h"
+#include "common/core/KsSingleton.h"
 
 enum {
     E_LOG_LEVEL_ERROR = 0,
@@ -82,6 +82,8 @@ public:
     void clearBackupFile();
 
     bool getLogExternalEnable() const;
+    // The live log file of the current target.
+    std::string getLogFilePath();
     std::string getLogExternalImagePath() const;
 
     static void setSdkLogLevel(int sdkLevel, int ourLevel);
@@ -121,13 +123,13 @@ constexpr const char* ksLogFileName(const char* path)
 // Call-site convention: nothing is built unless the global level admits the
 // line; the text is "<file>:<line> <message>". KS_LOG_AT logs on behalf of a
 // caller whose location a shared helper received.
-#define KS_LOG_AT(level, file, line, message)                                     \
-    do {                                                                         \
-        if (CKsLog::getLogLevel() >= (level)) {                                  \
-            CKsLog::CLineText ksLogLine_;                                        \
-            ksLogLine_.stream() << ksLogFileName(file) << ":" << (line) << " " << message; \
-            CKsLog::getInstance()->writeLog((level), ksLogLine_.text());         \
-        }                                                                        \
+#define KS_LOG_AT(level, file, line, message)                                                                          \
+    do {                                                                                                               \
+        if (CKsLog::getLogLevel() >= (level)) {                                                                        \
+            CKsLog::CLineText ksLogLine_;                                                                              \
+            ksLogLine_.stream() << ksLogFileName(file) << ":" << (line) << " " << message;                             \
+            CKsLog::getInstance()->writeLog((level), ksLogLine_.text());                                               \
+        }                                                                                                              \
     } while (0)
 
 #define KS_LOG(level, message) KS_LOG_AT(level, __FILE__, __LINE__, message)

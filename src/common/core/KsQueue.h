@@ -6,7 +6,7 @@
 #include <mutex>
 #include <queue>
 
-#include "KsLog.h"
+#include "common/core/KsLog.h"
 
 // Bounded FIFO guarded by one lock. A producer waits while the queue is
 // full, a consumer while it is empty, and popNotice() releases both without

@@ -1,6 +1,8 @@
-#include "KsThread.h"
+#include "common/core/KsThread.h"
 
 #include <chrono>
+
+#include "common/util/KsSignal.h"
 
 bool CKsThread::ms_bNeedRunning = true;
 
@@ -14,13 +16,11 @@ void CKsThread::CThreadFunc::operator()()
     m_pThread->setStatus(E_THREAD_STATUS_FINISHED);
 }
 
-CKsThread::CKsThread(const std::string& name)
-    : m_strThreadName(name), m_iThreadStatus(E_THREAD_STATUS_CREATED)
-{
-}
+CKsThread::CKsThread(const std::string& name) : m_strThreadName(name), m_iThreadStatus(E_THREAD_STATUS_CREATED) {}
 
 int CKsThread::start()
 {
+    CKsSignal::CNewThreadMask mask;
     m_spThread = std::make_shared<std::thread>(CThreadFunc(this));
     m_spThread->detach();
     return 0;

@@ -6,7 +6,7 @@
 #include <string>
 #include <thread>
 
-#include "ThreadGenerator.h"
+#include "common/core/ThreadGenerator.h"
 
 // Base class of a thread whose work is the virtual run(). The object owns
 // its detached thread object and its status word (the values of

@@ -1,4 +1,4 @@
-#include "ThreadGenerator.h"
+#include "common/core/ThreadGenerator.h"
 
 #include <pthread.h>
 
@@ -9,7 +9,7 @@ thread_local std::shared_ptr<bool> tl_spRunningFlag;
 
 // Longest thread name the system accepts, without the terminating zero.
 const size_t kMaxThreadNameLen = 15;
-}
+} // namespace
 
 CThreadGenerator::CThreadGenerator() : m_iThreadStatus(E_THREAD_STATUS_CREATED) {}
 

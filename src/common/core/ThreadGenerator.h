@@ -6,6 +6,8 @@
 #include <string>
 #include <thread>
 
+#include "common/util/KsSignal.h"
+
 enum {
     E_THREAD_STATUS_CREATED = 0,
     E_THREAD_STATUS_RUNNING = 1,
@@ -17,6 +19,9 @@ enum {
 // a name is given. The generator owns the (detached) thread object and the
 // status word; the object whose function runs stays owned by the caller and
 // must outlive the thread, as must the generator itself.
+//
+// The thread is created with the signals sent to the process blocked, so
+// that they land on the main thread (see CKsSignal).
 //
 // Each generator thread gets its own thread-local keep-running flag, set on
 // that thread when it starts. stop() clears only the calling thread's flag,
@@ -52,6 +57,7 @@ int CThreadGenerator::start(T* object, F memberFunction)
     if (m_spThread) {
         return -1;
     }
+    CKsSignal::CNewThreadMask mask;
     auto thread = std::make_shared<std::thread>([this, object, memberFunction]() {
         setThreadRunningFlag();
         m_iThreadStatus = E_THREAD_STATUS_RUNNING;

@@ -1,16 +1,15 @@
-#include "IpcFramework.h"
+#include "common/ipc/IpcFramework.h"
 
 #include <cstdio>
 #include <new>
 #include <utility>
 
-#include "EventLoop.h"
-#include "IpcDriverManager.h"
-#include "IpcTcpSocketDriver.h"
-#include "IpcUdpSocketDriver.h"
-#include "Ipv4Address.h"
-#include "KsLog.h"
-
+#include "common/ipc/eventDriver/EventLoop.h"
+#include "common/ipc/ipcDriver/IpcDriverManager.h"
+#include "common/ipc/ipcDriver/IpcTcpSocketDriver.h"
+#include "common/ipc/ipcDriver/IpcUdpSocketDriver.h"
+#include "common/ipc/Ipv4Address.h"
+#include "common/core/KsLog.h"
 
 CIpcFramework::~CIpcFramework()
 {
@@ -50,8 +49,7 @@ void CIpcFramework::release()
     }
 }
 
-int CIpcFramework::createUDPServer(const std::string& ip, unsigned short port,
-                                   std::shared_ptr<CIpcHandleBase> handle)
+int CIpcFramework::createUDPServer(const std::string& ip, unsigned short port, std::shared_ptr<CIpcHandleBase> handle)
 {
     const int fd = CIpcUdpSocketDriver::getInstance()->createUdpServer(ip, port);
     if (fd < 0) {
@@ -73,8 +71,8 @@ int CIpcFramework::createUDPClient(const std::string& remoteIp, unsigned short r
     int fd = -1;
     if (localPort != 0) {
         fd = CIpcUdpSocketDriver::getInstance()->createUdpServer(localIp, localPort);
-        printf("create Udp client: %s:%u --> %s:%u, sockfd = %d\n", localIp.c_str(), localPort,
-               remoteIp.c_str(), remotePort, fd);
+        printf("create Udp client: %s:%u --> %s:%u, sockfd = %d\n", localIp.c_str(), localPort, remoteIp.c_str(),
+               remotePort, fd);
     } else {
         fd = CIpcUdpSocketDriver::getInstance()->createUdpClient();
         printf("create Udp client: localhost --> %s:%u, sockfd = %d\n", remoteIp.c_str(), remotePort, fd);
@@ -89,13 +87,11 @@ int CIpcFramework::createUDPClient(const std::string& remoteIp, unsigned short r
     handle->setLocalPort(localPort);
     handle->setRemoteIP(remoteIp);
     handle->setRemotePort(remotePort);
-    KS_LOG_INFO("Create udp client success, remote ip:" << remoteIp << ", remote port:" << remotePort
-                                                        << ", fd:" << fd);
+    KS_LOG_INFO("Create udp client success, remote ip:" << remoteIp << ", remote port:" << remotePort << ", fd:" << fd);
     return 0;
 }
 
-int CIpcFramework::createTCPServer(const std::string& ip, unsigned short port,
-                                   std::shared_ptr<CIpcHandleBase> handle)
+int CIpcFramework::createTCPServer(const std::string& ip, unsigned short port, std::shared_ptr<CIpcHandleBase> handle)
 {
     const int fd = CIpcTcpSocketDriver::getInstance()->createTcpServer(ip, port);
     if (fd < 0) {
@@ -109,8 +105,7 @@ int CIpcFramework::createTCPServer(const std::string& ip, unsigned short port,
     return registerEvent(handle);
 }
 
-int CIpcFramework::createTCPClient(const std::string& ip, unsigned short port,
-                                   std::shared_ptr<CIpcHandleBase> handle)
+int CIpcFramework::createTCPClient(const std::string& ip, unsigned short port, std::shared_ptr<CIpcHandleBase> handle)
 {
     const int fd = CIpcTcpSocketDriver::getInstance()->createTcpClient(ip, port);
     if (fd < 0) {
@@ -168,8 +163,7 @@ std::shared_ptr<CIpcHandleBase> CIpcFramework::getHandleBase(int fd)
     return it == m_mapHandle.end() ? nullptr : it->second;
 }
 
-int CIpcFramework::sendData(int ipcType, int fd, const char* data, int len, const std::string& ip,
-                            unsigned short port)
+int CIpcFramework::sendData(int ipcType, int fd, const char* data, int len, const std::string& ip, unsigned short port)
 {
     return send(ipcType, fd, data, len, ipv4Address(ip, port));
 }

@@ -7,8 +7,8 @@
 #include <mutex>
 #include <string>
 
-#include "IpcHandleBase.h"
-#include "KsSingleton.h"
+#include "common/ipc/IpcHandleBase.h"
+#include "common/core/KsSingleton.h"
 
 class CEventLoop;
 
@@ -34,9 +34,8 @@ public:
     int createUDPServer(const std::string& ip, unsigned short port, std::shared_ptr<CIpcHandleBase> handle);
     // UDP sender towards remoteIp:remotePort; bound to localIp:localPort
     // when localPort is not 0, otherwise the kernel picks the source port.
-    int createUDPClient(const std::string& remoteIp, unsigned short remotePort,
-                        std::shared_ptr<CIpcHandleBase> handle, const std::string& localIp,
-                        unsigned short localPort);
+    int createUDPClient(const std::string& remoteIp, unsigned short remotePort, std::shared_ptr<CIpcHandleBase> handle,
+                        const std::string& localIp, unsigned short localPort);
     // Listening TCP socket; each accepted connection gets the handle that
     // handle->onConnected() supplies.
     int createTCPServer(const std::string& ip, unsigned short port, std::shared_ptr<CIpcHandleBase> handle);

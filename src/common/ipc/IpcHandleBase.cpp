@@ -1,7 +1,7 @@
-#include "IpcHandleBase.h"
+#include "common/ipc/IpcHandleBase.h"
 
-#include "IpcFramework.h"
-#include "Ipv4Address.h"
+#include "common/ipc/IpcFramework.h"
+#include "common/ipc/Ipv4Address.h"
 
 std::shared_ptr<CIpcHandleBase> CIpcHandleBase::onConnected()
 {

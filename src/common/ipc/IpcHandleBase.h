@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "IpcDefine.h"
+#include "common/ipc/IpcDefine.h"
 
 // One socket of the IPC framework: its descriptor, IPC type and addresses,
 // and the callbacks through which a driver reports a connection, data or

@@ -1,11 +1,8 @@
-#include "IpcHandleWrapper.h"
+#include "common/ipc/IpcHandleWrapper.h"
 
 #include <utility>
 
-CIpcHandleWrapper::CIpcHandleWrapper(std::shared_ptr<CIpcHandleBase> handle)
-    : m_spHandle(std::move(handle))
-{
-}
+CIpcHandleWrapper::CIpcHandleWrapper(std::shared_ptr<CIpcHandleBase> handle) : m_spHandle(std::move(handle)) {}
 
 int CIpcHandleWrapper::sendData(const char* data, int len)
 {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "IpcHandleBase.h"
+#include "common/ipc/IpcHandleBase.h"
 
 // Shares ownership of one handle and forwards sends to it.
 class CIpcHandleWrapper {

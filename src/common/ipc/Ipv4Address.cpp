@@ -1,4 +1,4 @@
-#include "Ipv4Address.h"
+#include "common/ipc/Ipv4Address.h"
 
 #include <arpa/inet.h>
 

@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-#include "KsSingleton.h"
+#include "common/core/KsSingleton.h"
 
 // Creator registered for one concrete class: allocates an instance with new.
 typedef void* (*FuncCreator)();
@@ -66,10 +66,7 @@ private:
 template <typename T>
 class CReflexRegister {
 public:
-    CReflexRegister(const char* key, FuncCreator creator)
-    {
-        CReflex<T>::registerCreator(key, creator);
-    }
+    CReflexRegister(const char* key, FuncCreator creator) { CReflex<T>::registerCreator(key, creator); }
 };
 
 #endif

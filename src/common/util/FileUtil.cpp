@@ -1,4 +1,4 @@
-#include "FileUtil.h"
+#include "common/util/FileUtil.h"
 
 #include <dirent.h>
 #include <sys/stat.h>
@@ -49,6 +49,20 @@ int CFileUtil::rm(const char* path)
     return remove(path) == 0 ? 0 : -1;
 }
 
+void CFileUtil::shiftBackups(const std::string& path, int count)
+{
+    const std::string base = path + ".";
+    for (int i = count - 2; i >= 1; --i) {
+        const std::string backup = base + std::to_string(i);
+        if (isFileExist(backup.c_str())) {
+            mv(backup.c_str(), (base + std::to_string(i + 1)).c_str());
+        }
+    }
+    if (count >= 2) {
+        mv(path.c_str(), (base + "1").c_str());
+    }
+}
+
 int CFileUtil::makeDir(const char*, bool)
 {
     return 0;
@@ -59,8 +73,7 @@ int CFileUtil::getDirList(const char*, std::vector<std::string>&, bool, const st
     return 0;
 }
 
-int CFileUtil::getFileList(const char* dir, std::vector<std::string>& list, bool bRecursive,
-                           const std::string& prefix)
+int CFileUtil::getFileList(const char* dir, std::vector<std::string>& list, bool bRecursive, const std::string& prefix)
 {
     DIR* handle = dir == nullptr ? nullptr : opendir(dir);
     if (handle == nullptr) {

@@ -19,6 +19,10 @@ public:
     static int mv(const char* from, const char* to, bool bForce = true);
     // 0 when removed (or the path is null), -1 on failure.
     static int rm(const char* path);
+    // Numbered backups of path: path.(count-2) becomes path.(count-1) (the
+    // oldest goes), ... path.1 becomes path.2, and path becomes path.1.
+    // Fewer than 2 generations keep no backup and move nothing.
+    static void shiftBackups(const std::string& path, int count);
 
     static int makeDir(const char* path, bool bRecursive = false);
     static int getDirList(const char* path, std::vector<std::string>& list, bool bRecursive = false,

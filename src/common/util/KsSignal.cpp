@@ -1,8 +1,10 @@
-#include "KsSignal.h"
+#include "common/util/KsSignal.h"
+
+#include <pthread.h>
 
 #include <cerrno>
 
-#include "KsLog.h"
+#include "common/core/KsLog.h"
 
 namespace {
 
@@ -14,20 +16,35 @@ void restoreDefaultAction(int sig)
     sigaction(sig, &action, nullptr);
 }
 
+// Signals the kernel sends to the thread whose instruction or call caused
+// them; blocking them there would leave a fault pending or kill the process
+// without a line.
+const int THREAD_DIRECTED_SIGNALS[] = {SIGSEGV, SIGBUS,  SIGFPE,  SIGILL,  SIGTRAP,
+                                       SIGSYS,  SIGPIPE, SIGXFSZ, SIGABRT, SIGSTKFLT};
+
+bool isThreadDirected(int sig)
+{
+    for (int directed : THREAD_DIRECTED_SIGNALS) {
+        if (directed == sig) {
+            return true;
+        }
+    }
+    return false;
+}
+
 const char* nameOf(const TSignalHandleInfo& info)
 {
     return info.m_pszSigName != nullptr ? info.m_pszSigName : "";
 }
 
-}  // namespace
+} // namespace
 
 TSignalHandleInfo::TSignalHandleInfo()
     : m_iSigNo(-1), m_pszSigName(""), m_bResumeToDefault(false), m_funcSigHandle(nullptr)
 {
 }
 
-TSignalHandleInfo::TSignalHandleInfo(int32_t sigNo, const char* sigName, bool resumeToDefault,
-                                     FuncSigHandle handle)
+TSignalHandleInfo::TSignalHandleInfo(int32_t sigNo, const char* sigName, bool resumeToDefault, FuncSigHandle handle)
     : m_iSigNo(sigNo), m_pszSigName(sigName), m_bResumeToDefault(resumeToDefault), m_funcSigHandle(handle)
 {
 }
@@ -112,12 +129,12 @@ int CKsSignal::init()
         sigemptyset(&action.sa_mask);
         if (sigaction(sigNo, &action, nullptr) != 0) {
             KS_LOG_ERROR("Fail to set signal handle. sigNo:" << sigNo << ", sigName:" << nameOf(info)
-                                                              << ", errno:" << errno);
+                                                             << ", errno:" << errno);
             continue;
         }
         KS_LOG_INFO("Set signal handle success. sigNo:" << sigNo << ", sigName:" << nameOf(info)
-                                                         << ", need resume default handle:"
-                                                         << (info.m_bResumeToDefault ? 1 : 0));
+                                                        << ", need resume default handle:"
+                                                        << (info.m_bResumeToDefault ? 1 : 0));
     }
     return 0;
 }
@@ -140,10 +157,13 @@ int CKsSignal::setDefaultHandle(const TSignalHandleInfo* table)
 
 void CKsSignal::sigHandleFunc(int sig, siginfo_t* info, void*)
 {
+    // The interrupted code may be about to read errno.
+    const int savedErrno = errno;
     auto it = ms_mapSigHandleInfo.find(sig);
     if (it == ms_mapSigHandleInfo.end()) {
         KS_LOG_WARN("Receive a signal, but not set the handle, use default handle. sig no:" << sig);
         restoreDefaultAction(sig);
+        errno = savedErrno;
         return;
     }
     const TSignalHandleInfo& row = it->second;
@@ -155,8 +175,29 @@ void CKsSignal::sigHandleFunc(int sig, siginfo_t* info, void*)
         KS_LOG_INFO("Signal " << sig << " need resume the default handle.");
         restoreDefaultAction(sig);
     }
+    errno = savedErrno;
 }
 
-void CKsSignal::getStackInfo(std::string&)
+void CKsSignal::getProcessSignals(sigset_t& set)
 {
+    sigemptyset(&set);
+    for (const auto& [sigNo, info] : ms_mapSigHandleInfo) {
+        if (info.m_funcSigHandle != nullptr && !isThreadDirected(sigNo)) {
+            sigaddset(&set, sigNo);
+        }
+    }
 }
+
+CKsSignal::CNewThreadMask::CNewThreadMask()
+{
+    sigset_t blocked;
+    getProcessSignals(blocked);
+    pthread_sigmask(SIG_BLOCK, &blocked, &m_setSaved);
+}
+
+CKsSignal::CNewThreadMask::~CNewThreadMask()
+{
+    pthread_sigmask(SIG_SETMASK, &m_setSaved, nullptr);
+}
+
+void CKsSignal::getStackInfo(std::string&) {}

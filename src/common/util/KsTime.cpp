@@ -1,4 +1,4 @@
-#include "KsTime.h"
+#include "common/util/KsTime.h"
 
 #include <unistd.h>
 
@@ -20,9 +20,8 @@ void CKsTime::getTimeStr(const struct timeval& tv, char* out)
     struct tm local;
     time_t seconds = tv.tv_sec;
     localtime_r(&seconds, &local);
-    sprintf(out, "%4d-%02d-%02d %02d:%02d:%02d.%d", local.tm_year + 1900, local.tm_mon + 1,
-            local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
-            static_cast<int>(tv.tv_usec / 1000));
+    sprintf(out, "%4d-%02d-%02d %02d:%02d:%02d.%d", local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
+            local.tm_hour, local.tm_min, local.tm_sec, static_cast<int>(tv.tv_usec / 1000));
 }
 
 uint64_t CKsTime::getCurTimeStamp()

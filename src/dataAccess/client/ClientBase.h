@@ -3,8 +3,9 @@
 
 #include <memory>
 
-#include "EntityInfo.h"
+#include "framework/EntityInfo.h"
 
+class CEndpointTap;
 class CIpcHandleBase;
 
 // Service ids: the peers a handler can address. Envelopes for the App go to
@@ -37,6 +38,8 @@ public:
 protected:
     int m_iServiceId = E_SERVICE_ID_BEGIN;
     std::shared_ptr<CIpcHandleBase> m_spIpcHandle;
+    // The counters and recording of this client, or null when both are off.
+    CEndpointTap* m_pTap = nullptr;
 };
 
 #endif

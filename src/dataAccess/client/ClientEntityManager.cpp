@@ -1,7 +1,6 @@
-#include "ClientEntityManager.h"
+#include "dataAccess/client/ClientEntityManager.h"
 
-#include "KsLog.h"
-
+#include "common/core/KsLog.h"
 
 int CClientEntityManager::init()
 {

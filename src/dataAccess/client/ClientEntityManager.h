@@ -5,8 +5,8 @@
 #include <mutex>
 #include <vector>
 
-#include "ClientBase.h"
-#include "KsSingleton.h"
+#include "dataAccess/client/ClientBase.h"
+#include "common/core/KsSingleton.h"
 
 // Owns the started client entities, one slot per service id (0 to 3), and
 // sends on their behalf. Every handler addresses its peer only by service

@@ -1,8 +1,10 @@
-#include "UdpClient.h"
+#include "dataAccess/client/UdpClient.h"
 
-#include "IpcFramework.h"
-#include "IpcHandleBase.h"
-#include "KsLog.h"
+#include "framework/EndpointTap.h"
+#include "common/ipc/IpcFramework.h"
+#include "common/ipc/IpcHandleBase.h"
+#include "common/core/KsLog.h"
+#include "framework/TrafficRecorder.h"
 
 CReflexRegister<ICClientBase> CUdpClient::ms_reflexRegister("Client.udp", &CUdpClient::create);
 
@@ -21,6 +23,10 @@ int CUdpClient::start(const CClientEntityInfo& info)
     }
     m_spIpcHandle = handle;
     m_iServiceId = info.m_iServiceId;
+    m_pTap = CTrafficRecorder::getInstance()->addTap(CEndpointTap::E_KIND_CLIENT,
+                                                     "client " + info.m_strServiceName + " " + info.m_strRemoteIP +
+                                                         ":" + std::to_string(info.m_iRemotePort),
+                                                     handle->getRemoteAddress(), handle->getHandle());
     KS_LOG_INFO("Create udp client success, remote ip:" << info.m_strRemoteIP
                                                         << ", remote port:" << info.m_iRemotePort);
     return 0;
@@ -38,5 +44,15 @@ int CUdpClient::sendData(int len, const char* data)
         KS_LOG_ERROR("When send udp data to remote service, the udp client is not exist.");
         return -1;
     }
-    return m_spIpcHandle->sendData(data, len);
+    if (m_pTap == nullptr) {
+        return m_spIpcHandle->sendData(data, len);
+    }
+    return sendCounted(len, data);
+}
+
+int CUdpClient::sendCounted(int len, const char* data)
+{
+    const int result = m_spIpcHandle->sendData(data, len);
+    m_pTap->sent(result, len, data);
+    return result;
 }

@@ -1,8 +1,9 @@
-#include "ProtobufService.h"
+#include "dataAccess/service/ProtobufService.h"
 
-#include "AppEnvelopeReader.h"
-#include "KsLog.h"
-#include "MsgHandleManager.h"
+#include "framework/EndpointTap.h"
+#include "common/core/KsLog.h"
+#include "msgHandle/AppEnvelopeReader.h"
+#include "msgHandle/MsgHandleManager.h"
 #include "quelby_protocol.pb.h"
 
 CReflexRegister<ICServiceBase> CProtobufService::ms_reflexRegister("Service.protobuf", &CProtobufService::create);
@@ -22,9 +23,22 @@ int CProtobufService::onReadData(CIpcHandleBase*, int len, const char* data)
         return 0;
     }
     if (s_reader.parse(data, len)) {
+        if (m_pTap != nullptr) {
+            m_pTap->countAccepted();
+        }
         CMsgHandleManager::getInstance()->handleProtobufMsg(s_reader.envelope());
     } else {
+        if (m_pTap != nullptr) {
+            m_pTap->countRejected();
+        }
         KS_LOG_ERROR("Fail to parse protobuf msg, msg len:" << len);
     }
     return 0;
+}
+
+void CProtobufService::addCounters(CEndpointTap& tap)
+{
+    tap.addCounter("envelopesAccepted", tap.accepted());
+    tap.addCounter("unparsed", tap.rejected());
+    tap.addCounter("noHandler", CMsgHandleManager::getInstance()->unhandledProtobuf());
 }

@@ -1,8 +1,8 @@
 #ifndef LUMBRIX_PROTOBUF_SERVICE_H
 #define LUMBRIX_PROTOBUF_SERVICE_H
 
-#include "Reflex.h"
-#include "ServiceBase.h"
+#include "common/ipc/Reflex.h"
+#include "dataAccess/service/ServiceBase.h"
 
 // Listener for App envelopes ("Service.protobuf"). Each datagram is exactly
 // one serialised QuelbyMessage; a parsed one goes to the handler manager,
@@ -12,6 +12,10 @@ public:
     static void* create();
 
     int onReadData(CIpcHandleBase* handle, int len, const char* data) override;
+
+protected:
+    // Envelopes accepted and refused, and the dispatcher's refusals.
+    void addCounters(CEndpointTap& tap) override;
 
 private:
     static CReflexRegister<ICServiceBase> ms_reflexRegister;

@@ -4,8 +4,9 @@
 #include <memory>
 #include <string>
 
-#include "EntityInfo.h"
+#include "framework/EntityInfo.h"
 
+class CEndpointTap;
 class CIpcHandleBase;
 
 // A service entity: a listening endpoint of the gateway. Created through
@@ -26,11 +27,18 @@ public:
     virtual int stop();
     virtual int onReadData(CIpcHandleBase* handle, int len, const char* data);
 
+    // The counters and recording of this service, or null when both are off.
+    CEndpointTap* tap() const { return m_pTap; }
+
 protected:
+    // Adds what the service counts of its own to its counter line.
+    virtual void addCounters(CEndpointTap& tap);
+
     std::shared_ptr<CIpcHandleBase> m_spIpcHandle;
     int m_iSocketType = -1;
     std::string m_strListenIp;
     int m_iListenPort = -1;
+    CEndpointTap* m_pTap = nullptr;
 };
 
 #endif

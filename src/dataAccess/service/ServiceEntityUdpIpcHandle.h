@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_SERVICE_ENTITY_UDP_IPC_HANDLE_H
 #define LUMBRIX_SERVICE_ENTITY_UDP_IPC_HANDLE_H
 
-#include "IpcHandleBase.h"
+#include "common/ipc/IpcHandleBase.h"
 
 class ICServiceBase;
 

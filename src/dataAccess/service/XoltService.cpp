@@ -1,7 +1,8 @@
-#include "XoltService.h"
+#include "dataAccess/service/XoltService.h"
 
-#include "MsgHandleManager.h"
-#include "XoltProtocol.h"
+#include "framework/EndpointTap.h"
+#include "msgHandle/MsgHandleManager.h"
+#include "msgHandle/XoltProtocol.h"
 
 CReflexRegister<ICServiceBase> CXoltService::ms_reflexRegister("Service.xolt", &CXoltService::create);
 
@@ -17,6 +18,15 @@ void dispatchFrame(xolt_message_head_t* msg)
     CMsgHandleManager::getInstance()->handleXoltMsg(msg);
 }
 
+// The tap of the link service that is parsing (there is one).
+CEndpointTap* s_pParsingTap = nullptr;
+
+void countAndDispatchFrame(xolt_message_head_t* msg)
+{
+    s_pParsingTap->countAccepted();
+    dispatchFrame(msg);
+}
+
 } // namespace
 
 int CXoltService::onReadData(CIpcHandleBase*, int len, const char* data)
@@ -29,7 +39,20 @@ int CXoltService::onReadData(CIpcHandleBase*, int len, const char* data)
     if (len < 1) {
         return 0;
     }
-    xolt_parse_buffer(XOLT_COMM_0, reinterpret_cast<const uint8_t*>(data), static_cast<size_t>(len), &s_msg,
-                      dispatchFrame);
+    const uint8_t* bytes = reinterpret_cast<const uint8_t*>(data);
+    if (m_pTap == nullptr) {
+        xolt_parse_buffer(XOLT_COMM_0, bytes, static_cast<size_t>(len), &s_msg, dispatchFrame);
+        return 0;
+    }
+    s_pParsingTap = m_pTap;
+    xolt_parse_buffer(XOLT_COMM_0, bytes, static_cast<size_t>(len), &s_msg, countAndDispatchFrame);
     return 0;
+}
+
+void CXoltService::addCounters(CEndpointTap& tap)
+{
+    tap.addCounter("framesAccepted", tap.accepted());
+    tap.addCounter("badCrc", xolt_get_rx_counts().bad_crc_frames);
+    tap.addCounter("bytesSkipped", xolt_get_rx_counts().skipped_bytes);
+    tap.addCounter("noHandler", CMsgHandleManager::getInstance()->unhandledXolt());
 }

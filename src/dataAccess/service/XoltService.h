@@ -1,8 +1,8 @@
 #ifndef LUMBRIX_XOLT_SERVICE_H
 #define LUMBRIX_XOLT_SERVICE_H
 
-#include "Reflex.h"
-#include "ServiceBase.h"
+#include "common/ipc/Reflex.h"
+#include "dataAccess/service/ServiceBase.h"
 
 // Listener for link frames from the radio side ("Service.xolt"). Feeds
 // every received byte to the frame parser and hands each complete frame to
@@ -13,6 +13,10 @@ public:
     static void* create();
 
     int onReadData(CIpcHandleBase* handle, int len, const char* data) override;
+
+protected:
+    // Frames accepted, and the parser's and the dispatcher's refusals.
+    void addCounters(CEndpointTap& tap) override;
 
 private:
     static CReflexRegister<ICServiceBase> ms_reflexRegister;

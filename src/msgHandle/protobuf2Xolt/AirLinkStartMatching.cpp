@@ -1,11 +1,11 @@
-#include "AirLinkStartMatching.h"
+#include "msgHandle/protobuf2Xolt/AirLinkStartMatching.h"
 
 #include <cstdio>
 
-#include "AtCommandDefine.h"
-#include "GlobalStatus.h"
-#include "XoltFrameSender.h"
-#include "XoltMessageDefine.h"
+#include "msgHandle/AtCommandDefine.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/XoltFrameSender.h"
+#include "msgHandle/XoltMessageDefine.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CAirLinkStartMatching, "Protobuf2Xolt.AirLinkStartMatching",

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_AIR_LINK_START_MATCHING_H
 #define LUMBRIX_AIR_LINK_START_MATCHING_H
 
-#include "Protobuf2XoltHandleBase.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
 
 // Starts radio pairing for the App (AIRLINK_START_MATCHING_MSG) with one AT
 // command frame (REQUEST_PAIR) to the RC. The App's sequence overwrites

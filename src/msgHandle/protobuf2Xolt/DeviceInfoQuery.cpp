@@ -1,10 +1,10 @@
-#include "DeviceInfoQuery.h"
+#include "msgHandle/protobuf2Xolt/DeviceInfoQuery.h"
 
 #include <cstdio>
 
-#include "GlobalStatus.h"
-#include "XoltFrameSender.h"
-#include "XoltMessageDefine.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/XoltFrameSender.h"
+#include "msgHandle/XoltMessageDefine.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CDeviceInfoQuery, "Protobuf2Xolt.DeviceInfoQuery",

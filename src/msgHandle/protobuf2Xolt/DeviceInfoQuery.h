@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_DEVICE_INFO_QUERY_H
 #define LUMBRIX_DEVICE_INFO_QUERY_H
 
-#include "Protobuf2XoltHandleBase.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
 
 // Asks the RC for its version strings (RC_QUERY_DEVICE_INFO_MSG) with one
 // empty get-versions frame (msgid 219). The App's sequence overwrites

@@ -1,8 +1,8 @@
-#include "DroneUtcTimeSyncNtfy.h"
+#include "msgHandle/protobuf2Xolt/DroneUtcTimeSyncNtfy.h"
 
-#include "XoltByteOrder.h"
-#include "XoltFrameSender.h"
-#include "XoltMessageDefine.h"
+#include "msgHandle/XoltByteOrder.h"
+#include "msgHandle/XoltFrameSender.h"
+#include "msgHandle/XoltMessageDefine.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CDroneUtcTimeSyncNtfy, "Protobuf2Xolt.DroneUtcTimeSyncNtfy",

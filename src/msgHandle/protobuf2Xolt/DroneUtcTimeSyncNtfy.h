@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_DRONE_UTC_TIME_SYNC_NTFY_H
 #define LUMBRIX_DRONE_UTC_TIME_SYNC_NTFY_H
 
-#include "Protobuf2XoltHandleBase.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
 
 // Forwards the drone's UTC (GPS) time from the App to the RC's controller as
 // one link frame (msgid 24). A notification: nothing answers it, so no

@@ -1,9 +1,9 @@
-#include "EnterCalibration.h"
+#include "msgHandle/protobuf2Xolt/EnterCalibration.h"
 
-#include "GlobalStatus.h"
-#include "RcCommandDefine.h"
-#include "XoltFrameSender.h"
-#include "XoltMessageDefine.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/RcCommandDefine.h"
+#include "msgHandle/XoltFrameSender.h"
+#include "msgHandle/XoltMessageDefine.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CEnterCalibration, "Protobuf2Xolt.EnterCalibration",

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_ENTER_CALIBRATION_H
 #define LUMBRIX_ENTER_CALIBRATION_H
 
-#include "Protobuf2XoltHandleBase.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
 
 // Asks the RC's controller to enter stick calibration (RC_ENTER_CALIBRATION_MSG)
 // with one RC settings frame. Records the App's sequence and the calibration

@@ -1,9 +1,9 @@
-#include "ExitCalibration.h"
+#include "msgHandle/protobuf2Xolt/ExitCalibration.h"
 
-#include "GlobalStatus.h"
-#include "RcCommandDefine.h"
-#include "XoltFrameSender.h"
-#include "XoltMessageDefine.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/RcCommandDefine.h"
+#include "msgHandle/XoltFrameSender.h"
+#include "msgHandle/XoltMessageDefine.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CExitCalibration, "Protobuf2Xolt.ExitCalibration",

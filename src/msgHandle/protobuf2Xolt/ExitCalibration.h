@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_EXIT_CALIBRATION_H
 #define LUMBRIX_EXIT_CALIBRATION_H
 
-#include "Protobuf2XoltHandleBase.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
 
 // Asks the RC's controller to leave stick calibration (RC_EXIT_CALIBRATION_MSG)
 // with one RC settings frame. Records the App's sequence and the calibration

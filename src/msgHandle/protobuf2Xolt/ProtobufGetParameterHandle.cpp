@@ -1,10 +1,10 @@
-#include "ProtobufGetParameterHandle.h"
+#include "msgHandle/protobuf2Xolt/ProtobufGetParameterHandle.h"
 
-#include "ClientBase.h"
-#include "GlobalStatus.h"
-#include "RcCommandDefine.h"
-#include "XoltFrameSender.h"
-#include "XoltMessageDefine.h"
+#include "dataAccess/client/ClientBase.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/RcCommandDefine.h"
+#include "msgHandle/XoltFrameSender.h"
+#include "msgHandle/XoltMessageDefine.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CProtobufGetParameterHandle, "Protobuf2Xolt.GetParameter",

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_PROTOBUF_GET_PARAMETER_HANDLE_H
 #define LUMBRIX_PROTOBUF_GET_PARAMETER_HANDLE_H
 
-#include "Protobuf2XoltHandleBase.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
 
 // Serves the App's parameter reads (PARAM_GET_MSG). The gimbal pitch speed
 // and the rocker control mode are asked of the RC's controller with one RC

@@ -1,11 +1,11 @@
-#include "ProtobufSetParameterHandle.h"
+#include "msgHandle/protobuf2Xolt/ProtobufSetParameterHandle.h"
 
-#include "ClientBase.h"
-#include "GlobalStatus.h"
-#include "RcCommandDefine.h"
-#include "XoltByteOrder.h"
-#include "XoltFrameSender.h"
-#include "XoltMessageDefine.h"
+#include "dataAccess/client/ClientBase.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/RcCommandDefine.h"
+#include "msgHandle/XoltByteOrder.h"
+#include "msgHandle/XoltFrameSender.h"
+#include "msgHandle/XoltMessageDefine.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CProtobufSetParameterHandle, "Protobuf2Xolt.SetParameter",

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_PROTOBUF_SET_PARAMETER_HANDLE_H
 #define LUMBRIX_PROTOBUF_SET_PARAMETER_HANDLE_H
 
-#include "Protobuf2XoltHandleBase.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
 
 // Serves the App's parameter writes (PARAM_SET_MSG): the gimbal pitch speed
 // and the rocker control mode, one RC settings frame each; every other

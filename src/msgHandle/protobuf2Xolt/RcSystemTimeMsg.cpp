@@ -1,9 +1,9 @@
-#include "RcSystemTimeMsg.h"
+#include "msgHandle/protobuf2Xolt/RcSystemTimeMsg.h"
 
-#include "GlobalStatus.h"
-#include "XoltByteOrder.h"
-#include "XoltFrameSender.h"
-#include "XoltMessageDefine.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/XoltByteOrder.h"
+#include "msgHandle/XoltFrameSender.h"
+#include "msgHandle/XoltMessageDefine.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CRcSystemTimeMsg, "Protobuf2Xolt.RcSystemTimeMsg",

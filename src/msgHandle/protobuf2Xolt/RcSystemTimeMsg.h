@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_RC_SYSTEM_TIME_MSG_H
 #define LUMBRIX_RC_SYSTEM_TIME_MSG_H
 
-#include "Protobuf2XoltHandleBase.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
 
 // Passes the controller's system time and time zone from the App to the RC's
 // controller on the command channel (link msgid 110, command 78). The App's

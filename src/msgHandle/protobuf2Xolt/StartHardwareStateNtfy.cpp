@@ -1,9 +1,9 @@
-#include "StartHardwareStateNtfy.h"
+#include "msgHandle/protobuf2Xolt/StartHardwareStateNtfy.h"
 
-#include "AppEnvelope.h"
-#include "RcCommandDefine.h"
-#include "XoltFrameSender.h"
-#include "XoltMessageDefine.h"
+#include "msgHandle/AppEnvelope.h"
+#include "msgHandle/RcCommandDefine.h"
+#include "msgHandle/XoltFrameSender.h"
+#include "msgHandle/XoltMessageDefine.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CStartHardwareStateNtfy, "Protobuf2Xolt.StartHardwareStateNtfy",

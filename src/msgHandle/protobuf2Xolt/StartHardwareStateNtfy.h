@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_START_HARDWARE_STATE_NTFY_H
 #define LUMBRIX_START_HARDWARE_STATE_NTFY_H
 
-#include "Protobuf2XoltHandleBase.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
 
 // Switches the RC's raw stick and wheel reports (RC_START_HARDWARE_STATE_NTFY_MSG)
 // with one RC settings frame and answers the App at once with a SUCCESS

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "XoltProtocol.h"
+#include "msgHandle/XoltProtocol.h"
 
 // The RC's key events (link msgid 144): the key numbers the transmitter
 // reports and the record at the start of the payload.

@@ -1,4 +1,4 @@
-#include "XoltDeviceInfoResp.h"
+#include "msgHandle/xolt2Protobuf/XoltDeviceInfoResp.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -8,15 +8,14 @@
 
 #include <google/protobuf/text_format.h>
 
-#include "AppEnvelope.h"
-#include "GlobalStatus.h"
-#include "Utf8Text.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "msgHandle/AppEnvelope.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/Utf8Text.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
-LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CXoltDeviceInfoResp, "Xolt2Protobuf.XoltDeviceInfoResp",
-                                  XOLT_SYSTEM_CMD_GET_VERSIONS)
+LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CXoltDeviceInfoResp, "Xolt2Protobuf.XoltDeviceInfoResp", XOLT_SYSTEM_CMD_GET_VERSIONS)
 
 namespace {
 

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_XOLT_DEVICE_INFO_RESP_H
 #define LUMBRIX_XOLT_DEVICE_INFO_RESP_H
 
-#include "Xolt2ProtobufHandleBase.h"
+#include "msgHandle/Xolt2ProtobufHandleBase.h"
 
 // Turns the RC's version answer (link msgid 219) into the App's device-info
 // response: a DroneVersionInfo list (transmitter, RC, MCU, motor) inside a

@@ -1,10 +1,10 @@
-#include "XoltMsgAtCommandRsp.h"
+#include "msgHandle/xolt2Protobuf/XoltMsgAtCommandRsp.h"
 
-#include "AppEnvelope.h"
-#include "AtCommandDefine.h"
-#include "GlobalStatus.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "msgHandle/AppEnvelope.h"
+#include "msgHandle/AtCommandDefine.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CXoltMsgAtCommandRsp, "Xolt2Protobuf.XoltMsgAtCommandRsp",

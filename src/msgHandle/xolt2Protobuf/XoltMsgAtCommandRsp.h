@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_XOLT_MSG_AT_COMMAND_RSP_H
 #define LUMBRIX_XOLT_MSG_AT_COMMAND_RSP_H
 
-#include "Xolt2ProtobufHandleBase.h"
+#include "msgHandle/Xolt2ProtobufHandleBase.h"
 
 // Turns the radio's AT command answers and pairing progress (link msgid 201)
 // into App messages: the pairing answer becomes the AIRLINK_START_MATCHING_MSG

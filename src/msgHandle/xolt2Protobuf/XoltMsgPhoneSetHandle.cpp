@@ -1,13 +1,13 @@
-#include "XoltMsgPhoneSetHandle.h"
+#include "msgHandle/xolt2Protobuf/XoltMsgPhoneSetHandle.h"
 
 #include <cstddef>
 
-#include "AppEnvelope.h"
-#include "GlobalStatus.h"
-#include "RcCommandDefine.h"
-#include "XoltByteOrder.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "msgHandle/AppEnvelope.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/RcCommandDefine.h"
+#include "msgHandle/XoltByteOrder.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CXoltMsgPhoneSetHandle, "Xolt2Protobuf.PhoneSet", XOLT_MSG_ID_RC_SETTINGS)
@@ -85,8 +85,8 @@ void sendParamResponse(uint32_t messageId, int32_t sequence, uint32_t paramId, b
 
 void logSetData(const uint8_t* d)
 {
-    KS_LOG_INFO("set_data[0]:" << static_cast<int>(d[0]) << ",set_data[1]:" << static_cast<int>(d[1])
-                               << ",set_data[2]:" << static_cast<int>(d[2]) << ",set_data[3]:" << static_cast<int>(d[3]));
+    KS_LOG_INFO("set_data[0]:" << static_cast<int>(d[0]) << ",set_data[1]:" << static_cast<int>(d[1]) << ",set_data[2]:"
+                               << static_cast<int>(d[2]) << ",set_data[3]:" << static_cast<int>(d[3]));
 }
 
 void answerSetGimbalSpeed(const uint8_t* d)
@@ -104,8 +104,8 @@ void answerGetGimbalSpeed(const uint8_t* d)
     // The answer names the rocker-mode parameter, not the gimbal speed: the
     // App matches it so.
     const int32_t speed = d[0];
-    sendParamResponse(qp::PARAM_GET_MSG, CGlobalStatus::ms_iCurGetGimbalSpeedSequence,
-                      qp::RC_ROCKER_CONTROL_MODE_MSG, speed <= 100, &speed);
+    sendParamResponse(qp::PARAM_GET_MSG, CGlobalStatus::ms_iCurGetGimbalSpeedSequence, qp::RC_ROCKER_CONTROL_MODE_MSG,
+                      speed <= 100, &speed);
 }
 
 void answerCalibration(const uint8_t* d)
@@ -149,13 +149,11 @@ void reportHardwareState(const uint8_t* d)
     state.set_flightmode(0);
     const bool logIt = cnt % RAW_LOG_EVERY == 1;
     if (logIt) {
-        KS_LOG_INFO("rcHardwareState,cnt:" << cnt << "\n rightHorizontalValue:" << state.righthorizontalvalue()
-                                           << "\n rightVerticalValue:" << state.rightverticalvalue()
-                                           << "\n leftHorizontalValue:" << state.lefthorizontalvalue()
-                                           << "\n leftVerticalValue:" << state.leftverticalvalue()
-                                           << "\n wheelValue1:" << state.wheelvalue1()
-                                           << "\n wheelValue2:" << state.wheelvalue2()
-                                           << "\n flightMode:" << state.flightmode());
+        KS_LOG_INFO("rcHardwareState,cnt:"
+                    << cnt << "\n rightHorizontalValue:" << state.righthorizontalvalue() << "\n rightVerticalValue:"
+                    << state.rightverticalvalue() << "\n leftHorizontalValue:" << state.lefthorizontalvalue()
+                    << "\n leftVerticalValue:" << state.leftverticalvalue() << "\n wheelValue1:" << state.wheelvalue1()
+                    << "\n wheelValue2:" << state.wheelvalue2() << "\n flightMode:" << state.flightmode());
     }
     sendToApp(qp::HEAD_TYPE_FIXED_FREQUENCY_REPORT, qp::RC_HARDWARE_STATE_NTFY, 0, state, logIt);
 }

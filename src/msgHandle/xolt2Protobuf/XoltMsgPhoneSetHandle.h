@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_XOLT_MSG_PHONE_SET_HANDLE_H
 #define LUMBRIX_XOLT_MSG_PHONE_SET_HANDLE_H
 
-#include "Xolt2ProtobufHandleBase.h"
+#include "msgHandle/Xolt2ProtobufHandleBase.h"
 
 // Turns the RC settings channel (link msgid 150) into App messages: the
 // answers to the gimbal-speed, rocker-mode and calibration requests become

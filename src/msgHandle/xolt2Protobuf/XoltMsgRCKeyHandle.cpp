@@ -1,9 +1,9 @@
-#include "XoltMsgRCKeyHandle.h"
+#include "msgHandle/xolt2Protobuf/XoltMsgRCKeyHandle.h"
 
-#include "AppEnvelope.h"
-#include "RcKeyDefine.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "msgHandle/AppEnvelope.h"
+#include "msgHandle/xolt2Protobuf/RcKeyDefine.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CXoltMsgRCKeyHandle, "Xolt2Protobuf.RC_Key", XOLT_MSG_ID_RC_KEY)

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_XOLT_MSG_RC_KEY_HANDLE_H
 #define LUMBRIX_XOLT_MSG_RC_KEY_HANDLE_H
 
-#include "Xolt2ProtobufHandleBase.h"
+#include "msgHandle/Xolt2ProtobufHandleBase.h"
 
 // Turns the RC's key events (link msgid 144) into App button events
 // (RCHardwareButtonInfoNtfy under RC_HARDWARE_BUTTON_INFO_NTFY): one event

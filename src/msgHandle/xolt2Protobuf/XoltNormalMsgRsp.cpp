@@ -1,10 +1,10 @@
-#include "XoltNormalMsgRsp.h"
+#include "msgHandle/xolt2Protobuf/XoltNormalMsgRsp.h"
 
-#include "AppEnvelope.h"
-#include "GlobalStatus.h"
-#include "XoltByteOrder.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "msgHandle/AppEnvelope.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/XoltByteOrder.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CXoltNormalMsgRsp, "Xolt2Protobuf.XoltNormalMsgRsp", XOLT_MSG_ID_NORMAL_MSG)

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_XOLT_NORMAL_MSG_RSP_H
 #define LUMBRIX_XOLT_NORMAL_MSG_RSP_H
 
-#include "Xolt2ProtobufHandleBase.h"
+#include "msgHandle/Xolt2ProtobufHandleBase.h"
 
 // Turns the RC's generic acknowledgement (link msgid 110) of the system-time
 // command (78) into the App's RC_SYSTEM_TIME_MSG response, with the sequence

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "AppMessageText.h"
-#include "XoltProtocol.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 using quelby::protocol::QuelbyMessage;
@@ -87,8 +87,8 @@ bool CAnswerCompare::sameFrame(const std::vector<uint8_t>& recorded, const std::
         }
         if (++differing <= MAX_LISTED_BYTES) {
             char text[48];
-            snprintf(text, sizeof(text), "%sbyte %zu: %02x, recorded %02x", differing == 1 ? "" : "; ", i,
-                     replayed[i], recorded[i]);
+            snprintf(text, sizeof(text), "%sbyte %zu: %02x, recorded %02x", differing == 1 ? "" : "; ", i, replayed[i],
+                     recorded[i]);
             out << text;
         }
     }
@@ -122,8 +122,8 @@ bool CAnswerCompare::sameEnvelope(const std::vector<uint8_t>& recorded, const st
     }
     // The differing lines of the decoded layers (the bodies travel as bytes
     // in the envelope, so they are compared decoded).
-    difference = lineDifference(lines(CAppMessageText::describe(want, false)),
-                                lines(CAppMessageText::describe(got, false)));
+    difference =
+        lineDifference(lines(CAppMessageText::describe(want, false)), lines(CAppMessageText::describe(got, false)));
     if (difference.empty()) {
         google::protobuf::util::MessageDifferencer differencer;
         differencer.ReportDifferencesToString(&difference);

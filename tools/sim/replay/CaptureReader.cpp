@@ -26,8 +26,8 @@ uint16_t be16(const uint8_t* p)
 
 uint32_t be32(const uint8_t* p)
 {
-    return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 |
-           static_cast<uint32_t>(p[2]) << 8 | p[3];
+    return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 | static_cast<uint32_t>(p[2]) << 8 |
+           p[3];
 }
 
 // Where the IPv4 header starts in a packet of the link type; false when the
@@ -85,8 +85,8 @@ bool udpDatagram(const uint8_t* ip, size_t length, TCapturedDatagram& out)
     }
     const size_t headerLen = static_cast<size_t>(ip[0] & 0x0F) * 4;
     const size_t totalLen = be16(ip + 2);
-    if (headerLen < IPV4_MIN_HEADER_LEN || totalLen < headerLen + sizeof(udphdr) || length < totalLen || ip[9] != IPPROTO_UDP ||
-        (be16(ip + 6) & IP_FRAGMENT_MASK) != 0) {
+    if (headerLen < IPV4_MIN_HEADER_LEN || totalLen < headerLen + sizeof(udphdr) || length < totalLen ||
+        ip[9] != IPPROTO_UDP || (be16(ip + 6) & IP_FRAGMENT_MASK) != 0) {
         return false;
     }
     const uint8_t* udp = ip + headerLen;

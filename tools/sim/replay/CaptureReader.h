@@ -32,8 +32,7 @@ public:
     // Appends the file's datagrams to out in file order; a file damaged
     // part-way gives what comes before the damage. 0, or -1 with the reason
     // in error when the file cannot be read as a capture at all.
-    static int read(const std::string& path, std::vector<TCapturedDatagram>& out, TCounts& counts,
-                    std::string& error);
+    static int read(const std::string& path, std::vector<TCapturedDatagram>& out, TCounts& counts, std::string& error);
 };
 
 #endif

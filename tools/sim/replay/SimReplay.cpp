@@ -12,7 +12,7 @@
 #include "SimConfig.h"
 #include "SimStop.h"
 #include "XoltFrameText.h"
-#include "XoltProtocol.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 using quelby::protocol::QuelbyMessage;
@@ -72,37 +72,38 @@ bool parseEnvelope(const std::vector<uint8_t>& bytes, QuelbyMessage& out)
 
 void CSimReplay::printHelp(FILE* out)
 {
-    fprintf(out,
-            "usage: lumbrix-sim replay [options] CAPTURE...\n"
-            "\n"
-            "Sends the traffic of a capture (pcap or pcapng, e.g. from tcpdump -i lo on the\n"
-            "controller) to a running gateway again: every UDP datagram that went to the\n"
-            "gateway's link or App service, in order, from where the radio side and the App\n"
-            "send, with the original spacing. Listens where the gateway's clients send and\n"
-            "prints every answer decoded, then a summary. Several captures (one per\n"
-            "simulator process, say) are merged by time. A datagram goes out only once the\n"
-            "answers recorded before it have come, or --wait has passed.\n"
-            "\n"
-            "options:\n"
-            "  --gateway-config FILE   the running gateway's configuration: where to send and\n"
-            "                          listen (default: the addresses of config/lumbrix.json)\n"
-            "  --capture-ports X,R,P,A the ports in the capture: link service, radio side, App\n"
-            "                          service, App (default: those of the gateway configuration)\n"
-            "  --speed X               spacing divided by X (default 1); 0: no spacing at all\n"
-            "  --wait MS               how long to wait for answers before going on (default 1000)\n"
-            "  --compare               check every answer against the one recorded at the same\n"
-            "                          place (the n-th to each side): frames byte for byte apart\n"
-            "                          from sequence, header checksum and CRC, App messages field\n"
-            "                          by field apart from time_stamp; exit code 1 on a\n"
-            "                          difference or a missing or extra answer\n"
-            "  --help                  this text\n"
-            "\n"
-            "Exit code 0 when replayed (and, with --compare, every answer as recorded), 1 on a\n"
-            "difference, 2 for a bad command line, an unreadable capture or a busy port.\n"
-            "\n"
-            "examples:\n"
-            "  lumbrix-sim replay field.pcap\n"
-            "  lumbrix-sim replay --gateway-config lumbrix.json --speed 0 --compare field.pcapng\n");
+    fprintf(out, "usage: lumbrix-sim replay [options] CAPTURE...\n"
+                 "\n"
+                 "Sends the traffic of a capture (pcap or pcapng, e.g. from tcpdump -i lo on the\n"
+                 "controller) to a running gateway again: every UDP datagram that went to the\n"
+                 "gateway's link or App service, in order, from where the radio side and the App\n"
+                 "send, with the original spacing. Listens where the gateway's clients send and\n"
+                 "prints every answer decoded, then a summary. Several captures (one per\n"
+                 "simulator process, say) are merged by time. A datagram goes out only once the\n"
+                 "answers recorded before it have come, or --wait has passed.\n"
+                 "\n"
+                 "options:\n"
+                 "  --gateway-config FILE   the running gateway's configuration: where to send and\n"
+                 "                          listen (default: the addresses of config/lumbrix.json)\n"
+                 "  --capture-ports X,R,P,A the ports in the capture: link service, radio side, App\n"
+                 "                          service, App (default: those of the gateway configuration)\n"
+                 "  --capture-config FILE   the same ports from the configuration of the gateway that\n"
+                 "                          made the capture (its own recording, say)\n"
+                 "  --speed X               spacing divided by X (default 1); 0: no spacing at all\n"
+                 "  --wait MS               how long to wait for answers before going on (default 1000)\n"
+                 "  --compare               check every answer against the one recorded at the same\n"
+                 "                          place (the n-th to each side): frames byte for byte apart\n"
+                 "                          from sequence, header checksum and CRC, App messages field\n"
+                 "                          by field apart from time_stamp; exit code 1 on a\n"
+                 "                          difference or a missing or extra answer\n"
+                 "  --help                  this text\n"
+                 "\n"
+                 "Exit code 0 when replayed (and, with --compare, every answer as recorded), 1 on a\n"
+                 "difference, 2 for a bad command line, an unreadable capture or a busy port.\n"
+                 "\n"
+                 "examples:\n"
+                 "  lumbrix-sim replay field.pcap\n"
+                 "  lumbrix-sim replay --gateway-config lumbrix.json --speed 0 --compare field.pcapng\n");
 }
 
 int CSimReplay::configure(CSimArgs& args)
@@ -128,6 +129,19 @@ int CSimReplay::configure(CSimArgs& args)
     }
     uint16_t ports[4] = {ntohs(m_service[E_RADIO].sin_port), ntohs(listen[E_RADIO].sin_port),
                          ntohs(m_service[E_APP].sin_port), ntohs(listen[E_APP].sin_port)};
+    sockaddr_in captured[2][E_SIDES]{};
+    if (args.has("capture-config") && (CSimConfig::addresses(args.value("capture-config"), CSimConfig::E_SIDE_RADIO,
+                                                             captured[0][E_RADIO], captured[1][E_RADIO], error) != 0 ||
+                                       CSimConfig::addresses(args.value("capture-config"), CSimConfig::E_SIDE_APP,
+                                                             captured[0][E_APP], captured[1][E_APP], error) != 0)) {
+        fprintf(stderr, "lumbrix-sim replay: %s\n", error.c_str());
+        return -1;
+    }
+    if (args.has("capture-config")) {
+        const uint16_t fromConfig[4] = {ntohs(captured[1][E_RADIO].sin_port), ntohs(captured[0][E_RADIO].sin_port),
+                                        ntohs(captured[1][E_APP].sin_port), ntohs(captured[0][E_APP].sin_port)};
+        std::copy(fromConfig, fromConfig + 4, ports);
+    }
     if (args.has("capture-ports") && !parsePorts(args.value("capture-ports"), ports)) {
         fprintf(stderr, "lumbrix-sim replay: option --capture-ports: '%s' is not four port numbers X,R,P,A\n",
                 args.value("capture-ports").c_str());
@@ -149,7 +163,7 @@ int CSimReplay::configure(CSimArgs& args)
 
 int CSimReplay::run(int argc, char** argv)
 {
-    CSimArgs args({"gateway-config", "capture-ports", "speed", "wait"}, {"compare"});
+    CSimArgs args({"gateway-config", "capture-ports", "capture-config", "speed", "wait"}, {"compare"});
     if (args.parse(argc, argv) != 0) {
         fprintf(stderr, "lumbrix-sim replay: %s (see lumbrix-sim replay --help)\n", args.error().c_str());
         return 2;
@@ -201,7 +215,9 @@ int CSimReplay::load(const std::vector<std::string>& files)
         if (side == E_SIDES) {
             ++other;
         } else if (port == m_usCapturePort[side][0]) {
-            m_vecInputs.push_back({datagram.timeUs, static_cast<ESide>(side), std::move(datagram.payload),
+            m_vecInputs.push_back({datagram.timeUs,
+                                   static_cast<ESide>(side),
+                                   std::move(datagram.payload),
                                    {m_vecRecorded[E_RADIO].size(), m_vecRecorded[E_APP].size()}});
         } else if (m_vecInputs.empty()) {
             // An answer to something before the capture began cannot come again.
@@ -237,8 +253,8 @@ void CSimReplay::replay()
         }
         awaitAnswers(input.answersBefore, lastSentMs + m_iWaitMs);
         if (m_dSpeed > 0) {
-            receiveUntil(lastSentMs + static_cast<int64_t>(static_cast<double>(input.timeUs - lastUs) / 1000.0 /
-                                                           m_dSpeed));
+            receiveUntil(lastSentMs +
+                         static_cast<int64_t>(static_cast<double>(input.timeUs - lastUs) / 1000.0 / m_dSpeed));
         }
         send(input);
         lastSentMs = CSimStop::nowMs();
@@ -267,7 +283,7 @@ void CSimReplay::send(const TInput& input)
     fflush(stdout);
     if (m_socket[input.from].sendTo(m_service[input.from], input.bytes.data(), input.bytes.size()) != 0) {
         fprintf(stderr, "lumbrix-sim replay: cannot send to %s\n",
-                CSimUdpSocket::addressText(m_service[input.from]).c_str());
+                CUdpPeer::addressText(m_service[input.from]).c_str());
     }
     ++m_mapSent[label(input.from, input.bytes)];
 }
@@ -385,9 +401,9 @@ int CSimReplay::compare() const
                 continue;
             }
             ++differences;
-            printf("compare: answer %zu to the %s (%s) differs from the recorded one:%s%s\n", i + 1,
-                   SIDE_NAMES[side], label(static_cast<ESide>(side), received[i]).c_str(),
-                   difference.compare(0, 1, "\n") == 0 ? "" : " ", difference.c_str());
+            printf("compare: answer %zu to the %s (%s) differs from the recorded one:%s%s\n", i + 1, SIDE_NAMES[side],
+                   label(static_cast<ESide>(side), received[i]).c_str(), difference.compare(0, 1, "\n") == 0 ? "" : " ",
+                   difference.c_str());
             if (side == E_RADIO) {
                 printf("    recorded: %s\n    replayed: %s\n",
                        CXoltFrameText::hex(recorded[i].data(), recorded[i].size()).c_str(),

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "SimUdpSocket.h"
+#include "kit/UdpPeer.h"
 
 class CSimArgs;
 
@@ -58,8 +58,8 @@ private:
     // "App PARAM_GET_MSG (1)" or "link msgid 150": the key of the summary.
     static std::string label(ESide side, const std::vector<uint8_t>& bytes);
 
-    CSimUdpSocket m_socket[E_SIDES];
-    sockaddr_in m_service[E_SIDES]{}; // the gateway's link and App services
+    CUdpPeer m_socket[E_SIDES];
+    sockaddr_in m_service[E_SIDES]{};       // the gateway's link and App services
     uint16_t m_usCapturePort[E_SIDES][2]{}; // per side: its service's port, its own port
     double m_dSpeed = 1.0;
     int64_t m_iWaitMs = 0;

@@ -1,18 +1,18 @@
-#include "EventLoop.h"
+#include "common/ipc/eventDriver/EventLoop.h"
 
 #include <unistd.h>
 
 #include <cerrno>
 
-#include "IpcDriverManager.h"
-#include "IpcHandleBase.h"
-#include "KsLog.h"
+#include "common/ipc/ipcDriver/IpcDriverManager.h"
+#include "common/ipc/IpcHandleBase.h"
+#include "common/core/KsLog.h"
 
 namespace {
 // Size of the epoll hint and of the receive array: at most this many ready
 // sockets per wait, the rest come with the next one (level-triggered).
 const int kMaxEvents = 100;
-}
+} // namespace
 
 CEventLoop::CEventLoop() : m_bInited(false), m_bIsRunning(false), m_fdEpoll(-1), m_bHasRetired(false) {}
 
@@ -63,7 +63,7 @@ int CEventLoop::registerHandle(CIpcHandleBase* handle)
     if (epoll_ctl(m_fdEpoll, EPOLL_CTL_ADD, handle->getHandle(), &event) != 0) {
         const int error = errno;
         KS_LOG_ERROR("Fail to add an epoll event, error:" << error << ", name:" << handle->getName()
-                                                           << ", handle:" << handle->getHandle());
+                                                          << ", handle:" << handle->getHandle());
         return -1;
     }
     KS_LOG_INFO("Add an epoll event success, name:" << handle->getName() << ", handle:" << handle->getHandle());

@@ -8,7 +8,7 @@
 #include <mutex>
 #include <vector>
 
-#include "ThreadGenerator.h"
+#include "common/core/ThreadGenerator.h"
 
 class CIpcHandleBase;
 

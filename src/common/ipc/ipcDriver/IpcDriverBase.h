@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "IpcDefine.h"
+#include "common/ipc/IpcDefine.h"
 
 class CIpcHandleBase;
 

@@ -1,11 +1,10 @@
-#include "IpcDriverManager.h"
+#include "common/ipc/ipcDriver/IpcDriverManager.h"
 
 #include <cstdio>
 #include <list>
 
-#include "IpcHandleBase.h"
-#include "Reflex.h"
-
+#include "common/ipc/IpcHandleBase.h"
+#include "common/ipc/Reflex.h"
 
 int CIpcDriverManager::init()
 {

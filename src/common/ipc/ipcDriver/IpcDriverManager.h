@@ -5,8 +5,8 @@
 #include <map>
 #include <mutex>
 
-#include "IpcDriverBase.h"
-#include "KsSingleton.h"
+#include "common/ipc/ipcDriver/IpcDriverBase.h"
+#include "common/core/KsSingleton.h"
 
 class CIpcHandleBase;
 

@@ -1,4 +1,4 @@
-#include "IpcTcpSocketDriver.h"
+#include "common/ipc/ipcDriver/IpcTcpSocketDriver.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -7,9 +7,9 @@
 
 #include <cerrno>
 
-#include "IpcFramework.h"
-#include "IpcHandleBase.h"
-#include "KsLog.h"
+#include "common/ipc/IpcFramework.h"
+#include "common/ipc/IpcHandleBase.h"
+#include "common/core/KsLog.h"
 
 CReflexRegister<CIpcDriverBase> CIpcTcpSocketDriver::ms_reflexRegister("IpcEventHandle.tcp",
                                                                        &CIpcTcpSocketDriver::create);
@@ -26,7 +26,7 @@ sockaddr_in makeAddress(const std::string& ip, unsigned short port)
     addr.sin_addr.s_addr = inet_addr(ip.c_str());
     return addr;
 }
-}
+} // namespace
 
 void* CIpcTcpSocketDriver::create()
 {

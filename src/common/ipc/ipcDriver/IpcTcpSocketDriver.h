@@ -5,9 +5,9 @@
 #include <mutex>
 #include <string>
 
-#include "IpcDriverBase.h"
-#include "KsSingleton.h"
-#include "Reflex.h"
+#include "common/ipc/ipcDriver/IpcDriverBase.h"
+#include "common/core/KsSingleton.h"
+#include "common/ipc/Reflex.h"
 
 // The TCP driver, a process singleton serving listening sockets (type TCP)
 // and connected ones (type TCP client). A ready listening socket accepts one

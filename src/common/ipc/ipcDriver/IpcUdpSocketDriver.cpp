@@ -1,4 +1,4 @@
-#include "IpcUdpSocketDriver.h"
+#include "common/ipc/ipcDriver/IpcUdpSocketDriver.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -6,9 +6,9 @@
 
 #include <cstdio>
 
-#include "IpcHandleBase.h"
-#include "Ipv4Address.h"
-#include "KsLog.h"
+#include "common/ipc/IpcHandleBase.h"
+#include "common/ipc/Ipv4Address.h"
+#include "common/core/KsLog.h"
 
 CReflexRegister<CIpcDriverBase> CIpcUdpSocketDriver::ms_reflexRegister("IpcEventHandle.udp",
                                                                        &CIpcUdpSocketDriver::create);
@@ -79,8 +79,7 @@ int CIpcUdpSocketDriver::recvData(int sockfd, int& len, char* buf, int bufLen, s
     return 0;
 }
 
-int CIpcUdpSocketDriver::sendData(int sockfd, const char* data, int len, const std::string& ip,
-                                  unsigned short port)
+int CIpcUdpSocketDriver::sendData(int sockfd, const char* data, int len, const std::string& ip, unsigned short port)
 {
     return sendData(sockfd, data, len, ipv4Address(ip, port));
 }
@@ -101,8 +100,7 @@ int CIpcUdpSocketDriver::sendData(int sockfd, const char* data, int len, const s
     return -1;
 }
 
-int CIpcUdpSocketDriver::sendData(int sockfd, const std::string& data, const std::string& ip,
-                                  unsigned short port)
+int CIpcUdpSocketDriver::sendData(int sockfd, const std::string& data, const std::string& ip, unsigned short port)
 {
     return sendData(sockfd, data.data(), static_cast<int>(data.size()), ip, port);
 }

@@ -5,9 +5,9 @@
 #include <mutex>
 #include <string>
 
-#include "IpcDriverBase.h"
-#include "KsSingleton.h"
-#include "Reflex.h"
+#include "common/ipc/ipcDriver/IpcDriverBase.h"
+#include "common/core/KsSingleton.h"
+#include "common/ipc/Reflex.h"
 
 // The UDP driver, a process singleton: opens bound server sockets and
 // unbound client sockets (their descriptors belong to the caller), reads one

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_NEST_AUTO_COMMAND_H
 #define LUMBRIX_NEST_AUTO_COMMAND_H
 
-#include "NestCommandHandle.h"
+#include "msgHandle/protobuf2Xolt/nest/NestCommandHandle.h"
 
 // App NEST_AUTO_COMMAND_MSG -> nest command frame that starts an automatic
 // task. Created and owned by the handler manager; the nest's acknowledgement is

@@ -1,4 +1,4 @@
-#include "NestCalibrationOperation.h"
+#include "msgHandle/protobuf2Xolt/nest/NestCalibrationOperation.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CNestCalibrationOperation, "Protobuf2Xolt.NestCalibrationOperation",
                                   quelby::protocol::NEST_CALIBRATION_OPERATION_MSG,

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_NEST_CHARGE_CONTROL_H
 #define LUMBRIX_NEST_CHARGE_CONTROL_H
 
-#include "NestCommandHandle.h"
+#include "msgHandle/protobuf2Xolt/nest/NestCommandHandle.h"
 
 // App NEST_CHARGE_CONTROL_MSG -> nest command frame that starts or stops
 // charging the drone. Created and owned by the handler manager; the nest's

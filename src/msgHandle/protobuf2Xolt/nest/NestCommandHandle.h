@@ -3,13 +3,13 @@
 
 #include <cstdint>
 
-#include "GlobalStatus.h"
-#include "KsLog.h"
-#include "NestCommandDefine.h"
-#include "NestCommandTable.h"
-#include "Protobuf2XoltHandleBase.h"
-#include "XoltFrameSender.h"
-#include "XoltMessageDefine.h"
+#include "framework/GlobalStatus.h"
+#include "common/core/KsLog.h"
+#include "msgHandle/NestCommandDefine.h"
+#include "msgHandle/NestCommandTable.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
+#include "msgHandle/XoltFrameSender.h"
+#include "msgHandle/XoltMessageDefine.h"
 #include "quelby_protocol.pb.h"
 
 // How a nest command's arguments follow its command byte.

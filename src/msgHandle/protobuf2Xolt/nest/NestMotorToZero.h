@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_NEST_MOTOR_TO_ZERO_H
 #define LUMBRIX_NEST_MOTOR_TO_ZERO_H
 
-#include "NestCommandHandle.h"
+#include "msgHandle/protobuf2Xolt/nest/NestCommandHandle.h"
 
 // App NEST_MOTOR_TO_ZERO_MSG -> nest command frame that drives the motors to
 // their zero position. Created and owned by the handler manager; the nest's

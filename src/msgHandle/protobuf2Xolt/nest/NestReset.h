@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_NEST_RESET_H
 #define LUMBRIX_NEST_RESET_H
 
-#include "NestCommandHandle.h"
+#include "msgHandle/protobuf2Xolt/nest/NestCommandHandle.h"
 
 // App NEST_RESET_MSG -> nest command frame that resets the nest. Created and
 // owned by the handler manager; the nest's acknowledgement is paired by

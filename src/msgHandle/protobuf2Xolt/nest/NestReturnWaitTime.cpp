@@ -1,4 +1,4 @@
-#include "NestReturnWaitTime.h"
+#include "msgHandle/protobuf2Xolt/nest/NestReturnWaitTime.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CNestReturnWaitTime, "Protobuf2Xolt.NestReturnWaitTime",
                                   quelby::protocol::NEST_RETURN_WAIT_TIME_MSG, "Init protobuf to xolt handle, msg id:")

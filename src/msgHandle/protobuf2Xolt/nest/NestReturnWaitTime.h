@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_NEST_RETURN_WAIT_TIME_H
 #define LUMBRIX_NEST_RETURN_WAIT_TIME_H
 
-#include "NestCommandHandle.h"
+#include "msgHandle/protobuf2Xolt/nest/NestCommandHandle.h"
 
 // App NEST_RETURN_WAIT_TIME_MSG -> nest command frame that carries the return
 // wait time (command 24). Created and owned by the handler manager; the nest's

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_NEST_SCRAM_CONTROL_H
 #define LUMBRIX_NEST_SCRAM_CONTROL_H
 
-#include "NestCommandHandle.h"
+#include "msgHandle/protobuf2Xolt/nest/NestCommandHandle.h"
 
 // App NEST_SCRAM_CONTROL_MSG -> nest command frame that emergency-stops the
 // nest. Created and owned by the handler manager; the nest's acknowledgement is

@@ -1,4 +1,4 @@
-#include "NestSingleCalibration.h"
+#include "msgHandle/protobuf2Xolt/nest/NestSingleCalibration.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CNestSingleCalibration, "Protobuf2Xolt.NestSingleCalibration",
                                   quelby::protocol::NEST_SINGLE_CALIBRATION_MSG,
@@ -7,7 +7,7 @@ LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CNestSingleCalibration, "Protobuf2Xolt.NestSin
 void CNestSingleCalibration::logBody(const quelby::protocol::NestSingleCalibration& body)
 {
     KS_LOG_INFO("nest type: " << body.nesttype() << ", component: " << body.nestcomponents()
-                << ", direction: " << body.direction());
+                              << ", direction: " << body.direction());
 }
 
 uint16_t CNestSingleCalibration::fillArgs(const quelby::protocol::NestSingleCalibration& body, uint8_t* args)

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_NEST_SINGLE_CALIBRATION_H
 #define LUMBRIX_NEST_SINGLE_CALIBRATION_H
 
-#include "NestCommandHandle.h"
+#include "msgHandle/protobuf2Xolt/nest/NestCommandHandle.h"
 
 // App NEST_SINGLE_CALIBRATION_MSG -> nest command frame that calibrates one
 // component in one direction. Created and owned by the handler manager; the

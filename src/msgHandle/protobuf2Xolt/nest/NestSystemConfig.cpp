@@ -1,6 +1,6 @@
-#include "NestSystemConfig.h"
+#include "msgHandle/protobuf2Xolt/nest/NestSystemConfig.h"
 
-#include "XoltByteOrder.h"
+#include "msgHandle/XoltByteOrder.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CNestSystemConfig, "Protobuf2Xolt.NestSystemConfig",
                                   quelby::protocol::NEST_SYSTEM_CONFIG_MSG, "Init protobuf to xolt handle, msg id:")
@@ -8,8 +8,9 @@ LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CNestSystemConfig, "Protobuf2Xolt.NestSystemCo
 void CNestSystemConfig::logBody(const quelby::protocol::NestSystemConfig& body)
 {
     KS_LOG_INFO("nest type: " << body.nesttype() << "\n airOpenLimit: " << body.airopenlimit()
-                << "\n airCloseLimit: " << body.aircloselimit() << "\n unixTime: " << body.unixtime()
-                << "\n autoDischarge: " << body.autodischarge() << "\n autoCharge: " << body.autocharge());
+                              << "\n airCloseLimit: " << body.aircloselimit() << "\n unixTime: " << body.unixtime()
+                              << "\n autoDischarge: " << body.autodischarge()
+                              << "\n autoCharge: " << body.autocharge());
 }
 
 uint16_t CNestSystemConfig::fillArgs(const quelby::protocol::NestSystemConfig& body, uint8_t* args)

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_NEST_SYSTEM_CONFIG_H
 #define LUMBRIX_NEST_SYSTEM_CONFIG_H
 
-#include "NestCommandHandle.h"
+#include "msgHandle/protobuf2Xolt/nest/NestCommandHandle.h"
 
 // App NEST_SYSTEM_CONFIG_MSG -> nest command frame that sets the air-
 // conditioning limits, the clock and the charging automation. Created and owned

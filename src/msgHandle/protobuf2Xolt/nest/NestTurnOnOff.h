@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_NEST_TURN_ON_OFF_H
 #define LUMBRIX_NEST_TURN_ON_OFF_H
 
-#include "NestCommandHandle.h"
+#include "msgHandle/protobuf2Xolt/nest/NestCommandHandle.h"
 
 // App NEST_TURN_ON_OFF_MSG -> nest command frame that switches the drone on or
 // off. Created and owned by the handler manager; the nest's acknowledgement is

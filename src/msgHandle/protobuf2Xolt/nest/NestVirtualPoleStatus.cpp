@@ -1,8 +1,8 @@
-#include "NestVirtualPoleStatus.h"
+#include "msgHandle/protobuf2Xolt/nest/NestVirtualPoleStatus.h"
 
-#include "XoltByteOrder.h"
-#include "XoltFrameSender.h"
-#include "XoltMessageDefine.h"
+#include "msgHandle/XoltByteOrder.h"
+#include "msgHandle/XoltFrameSender.h"
+#include "msgHandle/XoltMessageDefine.h"
 #include "quelby_protocol.pb.h"
 
 // This module's transmit sequence.
@@ -20,9 +20,8 @@ int32_t CNestVirtualPoleStatus::handleMsg(quelby::protocol::QuelbyMessage& msg)
     parseBody(msg, s_sticks);
 
     // Seven 16-bit values in the nest's order, each the low 16 bits of its field.
-    const int32_t values[] = {sticks.lefthorizontalvalue(), sticks.righthorizontalvalue(),
-                              sticks.rightverticalvalue(),  sticks.leftverticalvalue(),
-                              sticks.generalkey(),          sticks.gimbalpitch(),
+    const int32_t values[] = {sticks.lefthorizontalvalue(), sticks.righthorizontalvalue(), sticks.rightverticalvalue(),
+                              sticks.leftverticalvalue(),   sticks.generalkey(),           sticks.gimbalpitch(),
                               sticks.combinedkey()};
     uint8_t payload[XOLT_MSG_LEN_NEST_VIRTUAL_STICK];
     for (size_t i = 0; i < sizeof(values) / sizeof(values[0]); ++i) {

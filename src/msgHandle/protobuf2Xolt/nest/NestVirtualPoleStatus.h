@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_NEST_VIRTUAL_POLE_STATUS_H
 #define LUMBRIX_NEST_VIRTUAL_POLE_STATUS_H
 
-#include "Protobuf2XoltHandleBase.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
 
 // App NEST_VIRTUAL_POLE_STATUS_NTFY -> virtual stick frame (msgid 148) to the
 // nest. A plain relay: no head-type check, no pending sequence, one frame per

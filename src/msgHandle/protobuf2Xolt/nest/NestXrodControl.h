@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_NEST_XROD_CONTROL_H
 #define LUMBRIX_NEST_XROD_CONTROL_H
 
-#include "NestCommandHandle.h"
+#include "msgHandle/protobuf2Xolt/nest/NestCommandHandle.h"
 
 // App NEST_XROD_CONTROL_MSG -> nest command frame that moves the X (locating)
 // rods. Created and owned by the handler manager; the nest's acknowledgement is

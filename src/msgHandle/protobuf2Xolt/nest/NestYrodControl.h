@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_NEST_YROD_CONTROL_H
 #define LUMBRIX_NEST_YROD_CONTROL_H
 
-#include "NestCommandHandle.h"
+#include "msgHandle/protobuf2Xolt/nest/NestCommandHandle.h"
 
 // App NEST_YROD_CONTROL_MSG -> nest command frame that moves the Y (charging)
 // rods. Created and owned by the handler manager; the nest's acknowledgement is

@@ -1,4 +1,4 @@
-#include "NestZrodControl.h"
+#include "msgHandle/protobuf2Xolt/nest/NestZrodControl.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CNestZrodControl, "Protobuf2Xolt.NestZrodControl",
                                   quelby::protocol::NEST_ZROD_CONTROL_MSG, "Init protobuf to xolt handle, msg id:")

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_NEST_ZROD_CONTROL_H
 #define LUMBRIX_NEST_ZROD_CONTROL_H
 
-#include "NestCommandHandle.h"
+#include "msgHandle/protobuf2Xolt/nest/NestCommandHandle.h"
 
 // App NEST_ZROD_CONTROL_MSG -> nest command frame that moves the Z rods
 // (paddles). Created and owned by the handler manager; the nest's

@@ -1,9 +1,9 @@
-#include "QuickMatchChooseConnect.h"
+#include "msgHandle/protobuf2Xolt/quickMatch/QuickMatchChooseConnect.h"
 
-#include "AtCommandDefine.h"
-#include "GlobalStatus.h"
-#include "XoltFrameSender.h"
-#include "XoltMessageDefine.h"
+#include "msgHandle/AtCommandDefine.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/XoltFrameSender.h"
+#include "msgHandle/XoltMessageDefine.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CQuickMatchChooseConnect, "Protobuf2Xolt.QuickMatchChooseConnect",

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_QUICK_MATCH_CHOOSE_CONNECT_H
 #define LUMBRIX_QUICK_MATCH_CHOOSE_CONNECT_H
 
-#include "Protobuf2XoltHandleBase.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
 
 // Picks a connection from the quick-match list for the App
 // (RC_QUICK_MATCH_CHOOSE_CONNECT_MSG) with one 101-byte AT command frame to

@@ -1,9 +1,9 @@
-#include "QuickMatchClearBlacklist.h"
+#include "msgHandle/protobuf2Xolt/quickMatch/QuickMatchClearBlacklist.h"
 
-#include "AtCommandDefine.h"
-#include "GlobalStatus.h"
-#include "XoltFrameSender.h"
-#include "XoltMessageDefine.h"
+#include "msgHandle/AtCommandDefine.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/XoltFrameSender.h"
+#include "msgHandle/XoltMessageDefine.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CQuickMatchClearBlacklist, "Protobuf2Xolt.QuickMatchClearBlacklist",

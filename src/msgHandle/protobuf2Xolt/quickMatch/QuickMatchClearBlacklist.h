@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_QUICK_MATCH_CLEAR_BLACKLIST_H
 #define LUMBRIX_QUICK_MATCH_CLEAR_BLACKLIST_H
 
-#include "Protobuf2XoltHandleBase.h"
+#include "msgHandle/Protobuf2XoltHandleBase.h"
 
 // Clears the quick-match blacklist for the App
 // (RC_QUICK_MATCH_CLEAR_BLACKLIST_MSG) with one AT command frame to

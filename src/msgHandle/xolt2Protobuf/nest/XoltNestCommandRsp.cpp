@@ -1,14 +1,13 @@
-#include "XoltNestCommandRsp.h"
+#include "msgHandle/xolt2Protobuf/nest/XoltNestCommandRsp.h"
 
-#include "AppEnvelope.h"
-#include "GlobalStatus.h"
-#include "NestCommandTable.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "msgHandle/AppEnvelope.h"
+#include "framework/GlobalStatus.h"
+#include "msgHandle/NestCommandTable.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
-LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CXoltNestCommandRsp, "Xolt2Protobuf.XoltNestCommandRsp",
-                                  XOLT_MSG_ID_NEST_COMMAND_ACK)
+LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CXoltNestCommandRsp, "Xolt2Protobuf.XoltNestCommandRsp", XOLT_MSG_ID_NEST_COMMAND_ACK)
 
 using namespace quelby::protocol;
 
@@ -42,8 +41,8 @@ int32_t CXoltNestCommandRsp::handleMsg(__xolt_message_head* head)
     if (result != 0) {
         rsp.set_status_code(ERROR);
         rsp.set_result_code(result);
-        KS_LOG_INFO("receive ERROR response, xolt msg id: " << static_cast<int>(command)
-                    << ",error code: " << static_cast<int>(result) << ",seq: " << sequence);
+        KS_LOG_INFO("receive ERROR response, xolt msg id: " << static_cast<int>(command) << ",error code: "
+                                                            << static_cast<int>(result) << ",seq: " << sequence);
     } else {
         rsp.set_status_code(SUCCESS);
         KS_LOG_INFO("receive SUCCESS response, xolt msg id: " << static_cast<int>(command) << ",seq:" << sequence);

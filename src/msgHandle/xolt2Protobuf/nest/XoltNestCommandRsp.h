@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_XOLT_NEST_COMMAND_RSP_H
 #define LUMBRIX_XOLT_NEST_COMMAND_RSP_H
 
-#include "Xolt2ProtobufHandleBase.h"
+#include "msgHandle/Xolt2ProtobufHandleBase.h"
 
 // Link msgid 183, the nest's acknowledgement of a command: answers the App
 // request that the command came from with an RspMessage, taking the request's

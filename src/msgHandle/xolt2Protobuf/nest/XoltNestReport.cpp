@@ -1,10 +1,10 @@
-#include "XoltNestReport.h"
+#include "msgHandle/xolt2Protobuf/nest/XoltNestReport.h"
 
-#include "AppEnvelope.h"
-#include "NestCommandDefine.h"
-#include "XoltByteOrder.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "msgHandle/AppEnvelope.h"
+#include "msgHandle/NestCommandDefine.h"
+#include "msgHandle/XoltByteOrder.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(CXoltNestReport, "Xolt2Protobuf.XoltNestReport", XOLT_MSG_ID_NEST_COMMON_COMMAND)
@@ -286,7 +286,7 @@ int32_t CXoltNestReport::handleMsg(__xolt_message_head* head)
     }
     if (length < report->recordLen) {
         KS_LOG_WARN("Nest report too short, type: " << static_cast<int>(type) << ", length: " << length
-                    << ", need: " << report->recordLen);
+                                                    << ", need: " << report->recordLen);
         return 0;
     }
 

@@ -1,7 +1,7 @@
 #ifndef LUMBRIX_XOLT_NEST_REPORT_H
 #define LUMBRIX_XOLT_NEST_REPORT_H
 
-#include "Xolt2ProtobufHandleBase.h"
+#include "msgHandle/Xolt2ProtobufHandleBase.h"
 
 // Link msgid 182 from the nest: its periodic reports and events. Payload byte
 // 0 is the report type, the report's record follows. Each known type becomes

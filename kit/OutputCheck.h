@@ -1,14 +1,14 @@
-#ifndef LUMBRIX_TEST_OUTPUT_CHECK_H
-#define LUMBRIX_TEST_OUTPUT_CHECK_H
+#ifndef LUMBRIX_KIT_OUTPUT_CHECK_H
+#define LUMBRIX_KIT_OUTPUT_CHECK_H
 
 // What the gateway may send, as the soak run and the fuzz targets check it:
 // the fault of a datagram, empty when it has none.
 #include <string>
 #include <vector>
 
-#include "TestMessages.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "kit/TestMessages.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 
 // A link frame: magic, a length that fits, the header checksum (not for a
 // record the parser delivered: after a bad CRC it sums the next header from

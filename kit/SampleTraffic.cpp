@@ -1,15 +1,15 @@
-#include "SampleTraffic.h"
+#include "kit/SampleTraffic.h"
 
 #include <algorithm>
 #include <fstream>
 #include <sstream>
 
-#include "AtCommandDefine.h"
-#include "NestCommandDefine.h"
-#include "RcCommandDefine.h"
-#include "RcKeyDefine.h"
-#include "XoltMessageDefine.h"
-#include "XoltProtocol.h"
+#include "msgHandle/AtCommandDefine.h"
+#include "msgHandle/NestCommandDefine.h"
+#include "msgHandle/RcCommandDefine.h"
+#include "msgHandle/xolt2Protobuf/RcKeyDefine.h"
+#include "msgHandle/XoltMessageDefine.h"
+#include "msgHandle/XoltProtocol.h"
 
 namespace qp = quelby::protocol;
 
@@ -67,8 +67,7 @@ const TNestCommand s_nestCommands[] = {
     {"nest_scram", qp::NEST_SCRAM_CONTROL_MSG, NEST_CMD_SOTF_STOP, qp::NEST_SCRAM_CONTROL_MSG},
     {"nest_auto_command", qp::NEST_AUTO_COMMAND_MSG, NEST_CMD_AUTO_TASK, qp::NEST_AUTO_COMMAND_MSG},
     {"nest_motor_to_zero", qp::NEST_MOTOR_TO_ZERO_MSG, NEST_CMD_MOTOR_LOCATION_ZERO, qp::NEST_MOTOR_TO_ZERO_MSG},
-    {"nest_return_wait_time", qp::NEST_RETURN_WAIT_TIME_MSG, NEST_CODE_RETURN_WAIT_TIME,
-     qp::NEST_RETURN_WAIT_TIME_MSG},
+    {"nest_return_wait_time", qp::NEST_RETURN_WAIT_TIME_MSG, NEST_CODE_RETURN_WAIT_TIME, qp::NEST_RETURN_WAIT_TIME_MSG},
 };
 
 std::string nestAckName(uint8_t command)
@@ -80,8 +79,8 @@ class CFrames {
 public:
     explicit CFrames(uint8_t seq) : m_seq(seq) {}
 
-    void add(const std::string& name, uint8_t source, uint8_t msgid, const std::vector<uint8_t>& payload,
-             bool answered, uint32_t answerId, uint32_t queueKey = 0, bool popsWithoutLooking = false)
+    void add(const std::string& name, uint8_t source, uint8_t msgid, const std::vector<uint8_t>& payload, bool answered,
+             uint32_t answerId, uint32_t queueKey = 0, bool popsWithoutLooking = false)
     {
         TSampleMessage m;
         m.name = name;
@@ -168,8 +167,7 @@ uint16_t finishRadioSideFrame(xolt_message_head_t& record, uint8_t seq, uint8_t 
     return xolt_finalize_message(&record, DEV_APP, sourceid, length, xolt_message_crcs[msgid], seq);
 }
 
-std::string appEnvelope(uint32_t messageId, int32_t sequence, const google::protobuf::Message* body,
-                        int32_t headType)
+std::string appEnvelope(uint32_t messageId, int32_t sequence, const google::protobuf::Message* body, int32_t headType)
 {
     qp::QuelbyMessage envelope;
     fillAppEnvelope(envelope, messageId, sequence, body, headType);
@@ -247,12 +245,10 @@ std::vector<TSampleMessage> sampleRadioFrames(uint8_t seq)
     // Nest reports: report type first; the layouts are the report handler's.
     const uint8_t nest = XOLT_MSG_ID_NEST_COMMON_COMMAND;
     f.add("nest_report_status", DEV_NEST, nest, padded({NEST_CMD_SYSTEM_STATUS}, 118), true, kStateDependentAnswer);
-    for (int type : std::initializer_list<int>{NEST_CMD_BAT_DYNAMIC_INFO, NEST_CMD_BAT_STATIC_INFO,
-                                               NEST_CMD_BAT_ALTERNATE_INFO, NEST_CMD_DRV_INFO1, NEST_CODE_ZROD_READY,
-                                               NEST_CODE_SELF_CHECK, NEST_CMD_AUTO_TASK_SUCCESS,
-                                               NEST_CODE_TRANSMIT_HEARTBEAT}) {
-        f.add("nest_report_" + std::to_string(type), DEV_NEST, nest, padded({type}, 64), true,
-              kStateDependentAnswer);
+    for (int type : std::initializer_list<int>{
+             NEST_CMD_BAT_DYNAMIC_INFO, NEST_CMD_BAT_STATIC_INFO, NEST_CMD_BAT_ALTERNATE_INFO, NEST_CMD_DRV_INFO1,
+             NEST_CODE_ZROD_READY, NEST_CODE_SELF_CHECK, NEST_CMD_AUTO_TASK_SUCCESS, NEST_CODE_TRANSMIT_HEARTBEAT}) {
+        f.add("nest_report_" + std::to_string(type), DEV_NEST, nest, padded({type}, 64), true, kStateDependentAnswer);
     }
 
     // Nest command acknowledgements: command, result.
@@ -354,12 +350,18 @@ std::vector<TSampleMessage> sampleAppRequests(int32_t sequence)
     // The commands' own bodies where they have one, a NestCommand otherwise.
     auto bodyOf = [&](uint32_t appId) -> const google::protobuf::Message* {
         switch (appId) {
-        case qp::NEST_RESET_MSG: return &reset;
-        case qp::NEST_CALIBRATION_OPERATION_MSG: return &calibrate;
-        case qp::NEST_SINGLE_CALIBRATION_MSG: return &single;
-        case qp::NEST_SYSTEM_CONFIG_MSG: return &systemConfig;
-        case qp::NEST_RETURN_WAIT_TIME_MSG: return &waitTime;
-        default: return &cabin;
+        case qp::NEST_RESET_MSG:
+            return &reset;
+        case qp::NEST_CALIBRATION_OPERATION_MSG:
+            return &calibrate;
+        case qp::NEST_SINGLE_CALIBRATION_MSG:
+            return &single;
+        case qp::NEST_SYSTEM_CONFIG_MSG:
+            return &systemConfig;
+        case qp::NEST_RETURN_WAIT_TIME_MSG:
+            return &waitTime;
+        default:
+            return &cabin;
         }
     };
     for (const TNestCommand& n : s_nestCommands) {
@@ -374,8 +376,7 @@ std::vector<TSampleMessage> sampleAppRequests(int32_t sequence)
     sticks.set_generalkey(1);
     sticks.set_gimbalpitch(2);
     sticks.set_combinedkey(3);
-    r.add("nest_virtual_sticks", qp::NEST_VIRTUAL_POLE_STATUS_NTFY, &sticks, true, XOLT_MSG_ID_NEST_VIRTUAL_STICK,
-          -1);
+    r.add("nest_virtual_sticks", qp::NEST_VIRTUAL_POLE_STATUS_NTFY, &sticks, true, XOLT_MSG_ID_NEST_VIRTUAL_STICK, -1);
 
     qp::ParameterInt32 one;
     one.set_value(1);
@@ -393,8 +394,8 @@ std::vector<TSampleMessage> sampleAppRequests(int32_t sequence)
           "versions");
     r.add("quick_match_choose", qp::RC_QUICK_MATCH_CHOOSE_CONNECT_MSG, &choice, true, XOLT_MSG_ID_AT_COMMAND,
           AT_COMAND_QUICK_MATCH_CHOOSE_CONNECT, qp::RC_QUICK_MATCH_CHOOSE_CONNECT_MSG);
-    r.add("quick_match_clear_blacklist", qp::RC_QUICK_MATCH_CLEAR_BLACKLIST_MSG, nullptr, true,
-          XOLT_MSG_ID_AT_COMMAND, AT_COMAND_QUICK_MATCH_CLEAR_BLACKLIST, qp::RC_QUICK_MATCH_CLEAR_BLACKLIST_MSG);
+    r.add("quick_match_clear_blacklist", qp::RC_QUICK_MATCH_CLEAR_BLACKLIST_MSG, nullptr, true, XOLT_MSG_ID_AT_COMMAND,
+          AT_COMAND_QUICK_MATCH_CLEAR_BLACKLIST, qp::RC_QUICK_MATCH_CLEAR_BLACKLIST_MSG);
     return r.out();
 }
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "XoltProtocol.h"
+#include "msgHandle/XoltProtocol.h"
 #include "quelby_protocol.pb.h"
 
 // Well-formed traffic of every kind the gateway handles, built with the
@@ -22,9 +22,9 @@
 constexpr uint32_t kStateDependentAnswer = 0xFFFFFFFFu;
 
 struct TSampleMessage {
-    std::string name;   // short, usable as a file name
-    std::string bytes;  // one datagram
-    uint32_t id = 0;    // link msgid (frames) or App MessageType (requests)
+    std::string name;  // short, usable as a file name
+    std::string bytes; // one datagram
+    uint32_t id = 0;   // link msgid (frames) or App MessageType (requests)
     // What the gateway sends for it: for a request one frame to the radio
     // side with link msgid answerId and, when answerSub >= 0, that first
     // payload byte; for a frame one envelope to the App with message_id

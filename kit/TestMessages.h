@@ -1,5 +1,5 @@
-#ifndef LUMBRIX_TEST_MESSAGES_H
-#define LUMBRIX_TEST_MESSAGES_H
+#ifndef LUMBRIX_KIT_TEST_MESSAGES_H
+#define LUMBRIX_KIT_TEST_MESSAGES_H
 
 #include <cstdint>
 #include <initializer_list>
@@ -33,6 +33,8 @@ std::vector<uint8_t> radioFrame(uint8_t seq, uint8_t destid, uint8_t sourceid, u
                                 const std::vector<uint8_t>& payload, uint8_t crcExtra);
 
 std::vector<uint8_t> bytes(std::initializer_list<int> values);
-std::string toString(const std::vector<uint8_t>& bytes);
+std::string bytesOf(const std::vector<uint8_t>& bytes);
+// Upper-case hex digits, no separators.
+std::string hexOf(const std::string& bytes);
 
 #endif

@@ -1,9 +1,10 @@
-#include "TestMessages.h"
+#include "kit/TestMessages.h"
 
+#include <cstdio>
 #include <numeric>
 
-std::string appRequest(uint32_t messageId, int32_t sequence, const google::protobuf::Message* body,
-                       int32_t headType, const std::string& token)
+std::string appRequest(uint32_t messageId, int32_t sequence, const google::protobuf::Message* body, int32_t headType,
+                       const std::string& token)
 {
     quelby::protocol::QuelbyMessage envelope;
     quelby::protocol::CommonHead* head = envelope.mutable_head_data();
@@ -45,8 +46,8 @@ std::vector<uint8_t> radioFrame(uint8_t seq, uint8_t destid, uint8_t sourceid, u
                                 const std::vector<uint8_t>& payload, uint8_t crcExtra)
 {
     const size_t n = payload.size();
-    std::vector<uint8_t> frame{0xFD, static_cast<uint8_t>(n & 0xFF), static_cast<uint8_t>(n >> 8), seq, destid,
-                               sourceid, msgid};
+    std::vector<uint8_t> frame{
+        0xFD, static_cast<uint8_t>(n & 0xFF), static_cast<uint8_t>(n >> 8), seq, destid, sourceid, msgid};
     frame.push_back(static_cast<uint8_t>(std::accumulate(frame.begin(), frame.end(), 0u)));
     frame.insert(frame.end(), payload.begin(), payload.end());
     std::vector<uint8_t> covered(frame.begin() + 1, frame.end());
@@ -61,7 +62,18 @@ std::vector<uint8_t> bytes(std::initializer_list<int> values)
     return std::vector<uint8_t>(values.begin(), values.end());
 }
 
-std::string toString(const std::vector<uint8_t>& bytes)
+std::string bytesOf(const std::vector<uint8_t>& bytes)
 {
     return std::string(bytes.begin(), bytes.end());
+}
+
+std::string hexOf(const std::string& bytes)
+{
+    std::string out;
+    char digits[4];
+    for (const unsigned char c : bytes) {
+        snprintf(digits, sizeof(digits), "%02X", c);
+        out += digits;
+    }
+    return out;
 }

@@ -1,11 +1,11 @@
-#include "TempDir.h"
+#include "kit/TempDir.h"
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
-TempDir::TempDir()
+CTempDir::CTempDir()
 {
     const char* base = std::getenv("TMPDIR");
     std::string pattern = std::string(base && *base ? base : "/tmp") + "/lumbrix-test-XXXXXX";
@@ -13,7 +13,7 @@ TempDir::TempDir()
     m_path = made ? made : "";
 }
 
-TempDir::~TempDir()
+CTempDir::~CTempDir()
 {
     if (!m_path.empty()) {
         std::error_code ec;
@@ -23,12 +23,18 @@ TempDir::~TempDir()
 
 std::string readFile(const std::string& path)
 {
+    // Through the stream buffer in one go: outputs of many megabytes are
+    // read often, and the tests' code is unoptimised.
     std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
 }
 
-void writeFile(const std::string& path, const std::string& content)
+bool writeFile(const std::string& path, const std::string& content)
 {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out << content;
+    out.close();
+    return !out.fail();
 }
