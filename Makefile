@@ -20,6 +20,8 @@ PACKAGES_aarch64  := cmake make pkg-config protobuf-compiler g++-aarch64-linux-g
                      libjsoncpp-dev:arm64 libprotobuf-dev:arm64 libgtest-dev:arm64 libpcap-dev:arm64
 PACKAGES_wireshark := tshark
 PACKAGES_format   := clang-format
+# valgrind for the bench's instruction count (callgrind).
+PACKAGES_bench    := $(PACKAGES_release) valgrind
 
 # Any sanitizer report ends the process that made it with an abort, so a
 # test (or a gateway child of an end-to-end test) that hits one fails.
@@ -27,8 +29,8 @@ SANITIZER_ENV := ASAN_OPTIONS=abort_on_error=1:halt_on_error=1:detect_leaks=1 \
                  UBSAN_OPTIONS=abort_on_error=1:halt_on_error=1:print_stacktrace=1
 
 .PHONY: all deps deps-sanitize deps-aarch64 deps-wireshark deps-format build test test-sanitize \
-        test-thread-sanitize fuzz soak bench run clean build-aarch64 test-aarch64 test-aarch64-quick \
-        dist-aarch64 test-dist demo test-dissector format format-check
+        test-thread-sanitize fuzz soak bench bench-instructions run clean build-aarch64 test-aarch64 \
+        test-aarch64-quick dist-aarch64 test-dist demo test-dissector format format-check
 
 all: build
 
@@ -123,11 +125,24 @@ soak: deps
 	cmake --build build -j $(JOBS) --target lumbrix soak_gateway
 	SOAK_DATAGRAMS=$(SOAK_DATAGRAMS) ./build/tests/soak_gateway
 
-bench: deps
+# make bench: the wall-clock rounds, then the user-space instructions per
+# message counted under callgrind; make bench-instructions: the count only
+# (the same whatever else the machine does). docs/performance.md.
+define build_bench
+	$(call install_missing,$(PACKAGES_bench))
 	cmake --preset bench > /dev/null
 	cmake --build build-bench -j $(JOBS) --target lumbrix lumbrix_bench lumbrix_bench_relay
-	./build-bench/bench/lumbrix_bench --gateway ./build-bench/lumbrix \
-	  --relay ./build-bench/bench/lumbrix_bench_relay $(BENCH_ARGS)
+endef
+BENCH_RUN := ./build-bench/bench/lumbrix_bench --gateway ./build-bench/lumbrix \
+  --relay ./build-bench/bench/lumbrix_bench_relay
+
+bench:
+	$(build_bench)
+	$(BENCH_RUN) $(BENCH_ARGS)
+
+bench-instructions:
+	$(build_bench)
+	$(BENCH_RUN) --subjects count $(BENCH_ARGS)
 
 demo: deps
 	cmake --preset release > /dev/null

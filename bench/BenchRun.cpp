@@ -19,6 +19,9 @@ const char* const SUBJECT_PLAIN = "plain recvfrom/sendto relay";
 const char* const SUBJECT_ERROR = "gateway, level Error";
 const char* const SUBJECT_INFO = "gateway, level Info";
 
+// The first tag of every counted run: both 16-bit halves 1024.
+constexpr uint32_t COUNT_FIRST_TAG = (1024u << 16) | 1024u;
+
 double median(std::vector<double> v)
 {
     if (v.empty()) {
@@ -65,6 +68,13 @@ std::string loadAverage()
         end = line.find(' ', end + 1);
     }
     return line.substr(0, end);
+}
+
+// The instructions a callgrind output file counts in all; -1 without one.
+double callgrindTotal(const std::string& path)
+{
+    const std::string total = readFirstLine(path.c_str(), "totals:");
+    return total.empty() ? -1 : strtod(total.c_str(), nullptr);
 }
 
 // The gateway's configuration: both services on loopback, both clients (the
@@ -170,63 +180,154 @@ uint64_t CBenchRun::measure(const char* subject, const CChildProcess& child, con
     return messages;
 }
 
-bool CBenchRun::runRelay(bool plain)
+TSubject CBenchRun::relay(bool plain)
 {
+    TSubject subject;
     const uint16_t port = CUdpPeer::freePort();
     const uint64_t planned = 2 * (m_opt.warmup + m_opt.count + m_opt.latencyCount) + 10000;
-    std::vector<std::string> argv = {m_opt.relay,
-                                     "--listen",
-                                     std::to_string(port),
-                                     "--to",
-                                     std::to_string(m_load.port()),
-                                     "--count",
-                                     std::to_string(planned),
-                                     "--seconds",
-                                     std::to_string(static_cast<int>(6 * m_opt.seconds))};
+    subject.argv = {m_opt.relay,
+                    "--listen",
+                    std::to_string(port),
+                    "--to",
+                    std::to_string(m_load.port()),
+                    "--count",
+                    std::to_string(planned),
+                    "--seconds",
+                    std::to_string(static_cast<int>(6 * m_opt.seconds))};
     if (plain) {
-        argv.push_back("--plain");
+        subject.argv.push_back("--plain");
     }
-    CChildProcess relay;
-    if (relay.start(argv, pinned()) != 0) {
+    subject.ports[E_BENCH_PATH_RADIO_TO_APP] = port;
+    subject.ports[E_BENCH_PATH_APP_TO_RADIO] = port;
+    return subject;
+}
+
+TSubject CBenchRun::gateway(const char* level)
+{
+    TSubject subject;
+    subject.ports[E_BENCH_PATH_RADIO_TO_APP] = CUdpPeer::freePort();
+    subject.ports[E_BENCH_PATH_APP_TO_RADIO] = CUdpPeer::freePort();
+    const std::string config = m_dir.file(std::string("lumbrix-") + level + ".json");
+    if (!writeFile(config,
+                   gatewayConfig(subject.ports[E_BENCH_PATH_RADIO_TO_APP], subject.ports[E_BENCH_PATH_APP_TO_RADIO],
+                                 m_load.port(), level, m_dir.file(std::string("aiService-") + level + ".log")))) {
+        fprintf(stderr, "cannot write %s\n", config.c_str());
+        ++m_failures;
+        return subject;
+    }
+    subject.argv = {m_opt.gateway, config};
+    return subject;
+}
+
+bool CBenchRun::runRelay(bool plain)
+{
+    const TSubject subject = relay(plain);
+    CChildProcess process;
+    if (process.start(subject.argv, pinned()) != 0) {
         fprintf(stderr, "cannot start %s\n", m_opt.relay.c_str());
         ++m_failures;
         return false;
     }
-    const uint16_t ports[2] = {port, port};
-    const uint64_t messages = measure(plain ? SUBJECT_PLAIN : SUBJECT_RELAY, relay, ports, plain);
-    relay.stop();
+    const uint64_t messages = measure(plain ? SUBJECT_PLAIN : SUBJECT_RELAY, process, subject.ports, plain);
+    process.stop();
     return messages > 0;
 }
 
-bool CBenchRun::runGateway(const char* subject, const char* level)
+bool CBenchRun::runGateway(const char* name, const char* level)
 {
-    const uint16_t ports[2] = {CUdpPeer::freePort(), CUdpPeer::freePort()};
-    const std::string config = m_dir.file(std::string("lumbrix-") + level + ".json");
-    if (!writeFile(config,
-                   gatewayConfig(ports[E_BENCH_PATH_RADIO_TO_APP], ports[E_BENCH_PATH_APP_TO_RADIO], m_load.port(),
-                                 level, m_dir.file(std::string("aiService-") + level + ".log")))) {
-        fprintf(stderr, "cannot write %s\n", config.c_str());
-        ++m_failures;
+    const TSubject subject = gateway(level);
+    if (subject.argv.empty()) {
         return false;
     }
-    CChildProcess gateway;
-    if (gateway.start({m_opt.gateway, config}, pinned()) != 0) {
+    CChildProcess process;
+    if (process.start(subject.argv, pinned()) != 0) {
         fprintf(stderr, "cannot start %s\n", m_opt.gateway.c_str());
         ++m_failures;
         return false;
     }
-    const uint64_t messages = measure(subject, gateway, ports);
-    const long rss = gateway.statusKiB("VmHWM");
+    const uint64_t messages = measure(name, process, subject.ports);
+    const long rss = process.statusKiB("VmHWM");
     for (EBenchPath path : PATHS) {
-        TBenchRow& row = m_rows[rowKey(subject, path)];
+        TBenchRow& row = m_rows[rowKey(name, path)];
         if (rss > row.peakRssKiB) {
             row.peakRssKiB = rss;
             row.processMessages = messages;
         }
     }
-    printf("  %-28s peak RSS %ld KiB after %llu messages\n", subject, rss, static_cast<unsigned long long>(messages));
-    gateway.stop();
+    printf("  %-28s peak RSS %ld KiB after %llu messages\n", name, rss, static_cast<unsigned long long>(messages));
+    process.stop();
     return messages > 0;
+}
+
+double CBenchRun::countRun(const TSubject& subject, const char* name, EBenchPath path, uint64_t messages,
+                           const std::string& file)
+{
+    const std::string out = (m_opt.callgrindDir.empty() ? m_dir.path() : m_opt.callgrindDir) + "/callgrind.out." + file;
+    unlink(out.c_str());
+    std::vector<std::string> argv = {m_opt.valgrind, "--tool=callgrind", "--callgrind-out-file=" + out};
+    argv.insert(argv.end(), subject.argv.begin(), subject.argv.end());
+    CChildProcess process;
+    if (subject.argv.empty() || process.start(argv, pinned()) != 0) {
+        fprintf(stderr, "cannot start %s under %s\n", name, m_opt.valgrind.c_str());
+        ++m_failures;
+        return -1;
+    }
+    // Requests go out once it holds both ports: one sent earlier would be
+    // lost and its repetition make this run's count differ from the others.
+    // One request per path, so that both paths' first-use costs are in
+    // every run; then the traffic. Every run sends the same datagrams: what
+    // a message costs depends on its values (their varints). The tag puts
+    // the stick values it occupies near the centre, 1024, as in flight.
+    // Bounds are generous: under callgrind the process runs some fifty
+    // times slower.
+    bool ok = process.holdPorts({subject.ports[0], subject.ports[1]}, 120000) == CChildProcess::E_PORTS_HELD;
+    m_load.restart(COUNT_FIRST_TAG);
+    for (EBenchPath p : PATHS) {
+        ok = ok && m_load.run(p, subject.ports[p], 1, 1, 120, 60000).complete;
+    }
+    TLoadResult traffic;
+    if (ok && messages > 0) {
+        traffic = m_load.run(path, subject.ports[path], m_opt.window, messages, 600, 10000);
+        ok = traffic.complete;
+    }
+    m_load.drain(20);
+    process.stop(120000);
+    const double total = ok ? callgrindTotal(out) : -1;
+    if (total < 0) {
+        fprintf(stderr, "%s, %s: no instruction count (%llu of %llu requests answered)\n", name,
+                CBenchTraffic::pathName(path), static_cast<unsigned long long>(traffic.received),
+                static_cast<unsigned long long>(messages));
+        ++m_failures;
+    }
+    return total;
+}
+
+void CBenchRun::countInstructions()
+{
+    printf("instruction count: under callgrind, %llu messages per path at %d in flight, less a run without them\n",
+           static_cast<unsigned long long>(m_opt.countMessages), m_opt.window);
+    fflush(stdout);
+    for (const char* name : {SUBJECT_RELAY, SUBJECT_ERROR}) {
+        const bool isRelay = name == SUBJECT_RELAY;
+        const auto subject = [this, isRelay] { return isRelay ? relay(false) : gateway("Error"); };
+        const std::string file = isRelay ? "relay." : "gateway.";
+        const double idle = countRun(subject(), name, E_BENCH_PATH_RADIO_TO_APP, 0, file + "idle");
+        if (idle < 0) {
+            continue;
+        }
+        for (EBenchPath path : PATHS) {
+            const double total = countRun(subject(), name, path, m_opt.countMessages,
+                                          file + (path == E_BENCH_PATH_RADIO_TO_APP ? "radio-to-App" : "App-to-radio"));
+            if (total < 0) {
+                continue;
+            }
+            const double perMessage = (total - idle) / static_cast<double>(m_opt.countMessages);
+            m_instructions[rowKey(name, path)] = perMessage;
+            printf("  %-28s %-10s %13.0f instructions, %13.0f without traffic: %6.0f per message\n", name,
+                   CBenchTraffic::pathName(path), total, idle, perMessage);
+            fflush(stdout);
+        }
+    }
 }
 
 void CBenchRun::recordRatios()
@@ -253,6 +354,9 @@ void CBenchRun::recordRatios()
 
 void CBenchRun::printTable()
 {
+    if (m_rows.empty()) {
+        return;
+    }
     printf("\nMedians over %d round(s). At %d in flight: msg/s and its ratio to the relay; CPU/msg, the CPU time\n"
            "of the process under test per message (us), and the ratio of the relay's to it (CPU ratio); busy, the\n"
            "share of the run it was on its CPU; round trips p50/p99 (us). At 1 in flight: round trips p50(1),\n"
@@ -296,38 +400,69 @@ void CBenchRun::printTable()
     }
 }
 
+void CBenchRun::printInstructions()
+{
+    if (m_instructions.empty()) {
+        return;
+    }
+    printf("\nUser-space instructions per message (callgrind; the same for the same binary and input, whatever\n"
+           "else the machine does):\n");
+    for (const char* subject : {SUBJECT_RELAY, SUBJECT_ERROR}) {
+        for (EBenchPath path : PATHS) {
+            auto it = m_instructions.find(rowKey(subject, path));
+            if (it != m_instructions.end()) {
+                printf("  %-28s %-10s %6.0f\n", subject, CBenchTraffic::pathName(path), it->second);
+            }
+        }
+    }
+}
+
 bool CBenchRun::checkTargets()
 {
-    printf("\nTargets:\n");
+    printf("\nTargets (of the subjects run):\n");
     bool all = true;
     auto verdict = [&all](bool ok, const std::string& text) {
         all = all && ok;
         printf("  [%s] %s\n", ok ? "met" : "MISSED", text.c_str());
     };
     char text[256];
-    for (const auto& target : {std::make_pair(SUBJECT_ERROR, 0.93), std::make_pair(SUBJECT_INFO, 0.88)}) {
-        for (EBenchPath path : PATHS) {
-            const TBenchRow& row = m_rows[rowKey(target.first, path)];
-            const double ratio = median(row.ratio);
-            snprintf(text, sizeof(text), "%s, %s: ratio %.2f >= %.2f", target.first, CBenchTraffic::pathName(path),
-                     ratio, target.second);
-            verdict(!row.ratio.empty() && ratio >= target.second, text);
+    struct TGateway {
+        const char* subject;
+        const char* key; // in --subjects
+        double minRatio;
+    };
+    for (const TGateway& g : {TGateway{SUBJECT_ERROR, "error", 0.93}, TGateway{SUBJECT_INFO, "info", 0.88}}) {
+        if (!wanted(g.key)) {
+            continue;
         }
-    }
-    for (const char* subject : {SUBJECT_ERROR, SUBJECT_INFO}) {
         for (EBenchPath path : PATHS) {
-            const TBenchRow& row = m_rows[rowKey(subject, path)];
+            if (!wanted("relay")) {
+                break;
+            }
+            const TBenchRow& row = m_rows[rowKey(g.subject, path)];
+            const double ratio = median(row.ratio);
+            snprintf(text, sizeof(text), "%s, %s: ratio %.2f >= %.2f", g.subject, CBenchTraffic::pathName(path), ratio,
+                     g.minRatio);
+            verdict(!row.ratio.empty() && ratio >= g.minRatio, text);
             const double delta = median(row.p50Delta);
-            snprintf(text, sizeof(text), "%s, %s: p50 at 1 in flight %+.1f us from the relay's (within 2 us)", subject,
-                     CBenchTraffic::pathName(path), delta);
+            snprintf(text, sizeof(text), "%s, %s: p50 at 1 in flight %+.1f us from the relay's (within 2 us)",
+                     g.subject, CBenchTraffic::pathName(path), delta);
             verdict(!row.p50Delta.empty() && delta <= 2.0, text);
         }
-    }
-    for (const char* subject : {SUBJECT_ERROR, SUBJECT_INFO}) {
-        const TBenchRow& row = m_rows[rowKey(subject, E_BENCH_PATH_RADIO_TO_APP)];
+        const TBenchRow& row = m_rows[rowKey(g.subject, E_BENCH_PATH_RADIO_TO_APP)];
         snprintf(text, sizeof(text), "%s: peak RSS %.2f MiB after %llu messages (under 10 MiB after 1,000,000)",
-                 subject, row.peakRssKiB / 1024.0, static_cast<unsigned long long>(row.processMessages));
+                 g.subject, row.peakRssKiB / 1024.0, static_cast<unsigned long long>(row.processMessages));
         verdict(row.peakRssKiB > 0 && row.peakRssKiB < 10 * 1024 && row.processMessages >= 1000000, text);
+    }
+    if (wanted("count")) {
+        for (const auto& target :
+             {std::make_pair(E_BENCH_PATH_RADIO_TO_APP, 1500.0), std::make_pair(E_BENCH_PATH_APP_TO_RADIO, 2000.0)}) {
+            auto it = m_instructions.find(rowKey(SUBJECT_ERROR, target.first));
+            const double count = it == m_instructions.end() ? -1 : it->second;
+            snprintf(text, sizeof(text), "%s, %s: %.0f user-space instructions per message <= %.0f", SUBJECT_ERROR,
+                     CBenchTraffic::pathName(target.first), count, target.second);
+            verdict(count >= 0 && count <= target.second, text);
+        }
     }
     return all;
 }
@@ -353,7 +488,8 @@ int CBenchRun::run()
            static_cast<unsigned long long>(m_opt.latencyCount), m_opt.rounds);
     fflush(stdout);
 
-    for (int round = 1; round <= m_opt.rounds; ++round) {
+    const bool clocked = wanted("relay") || wanted("error") || wanted("info") || wanted("plain");
+    for (int round = 1; clocked && round <= m_opt.rounds; ++round) {
         printf("round %d of %d (load average %s)\n", round, m_opt.rounds, loadAverage().c_str());
         m_roundWindow.clear();
         m_roundOne.clear();
@@ -371,7 +507,11 @@ int CBenchRun::run()
         }
         recordRatios();
     }
+    if (wanted("count")) {
+        countInstructions();
+    }
     printTable();
+    printInstructions();
     if (m_minBusy < BUSY_WARNING) {
         printf("\nSome runs kept the process under test on its CPU only %.0f%% of the time: something else ran\n"
                "on one of the two CPUs, and the msg/s ratios are unreliable (the CPU ratios much less so).\n"

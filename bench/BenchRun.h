@@ -25,7 +25,22 @@ struct TBenchOptions {
     int loadCpu = -1;
     bool check = false;
     bool blockingLoad = false;
-    std::string subjects = "relay,error,info,plain";
+    std::string subjects = "relay,error,info,plain,count";
+    // The instruction count ("count"): the relay and the gateway at level
+    // Error under this valgrind (searched in PATH), countMessages messages
+    // per path.
+    std::string valgrind = "valgrind";
+    uint64_t countMessages = 20000;
+    // Where the callgrind output of each counted run is kept (for
+    // callgrind_annotate); empty: not kept.
+    std::string callgrindDir;
+};
+
+// A process under test ready to start: its command line and the ports the
+// inputs of each path go to.
+struct TSubject {
+    std::vector<std::string> argv;
+    uint16_t ports[2] = {0, 0};
 };
 
 // One subject on one path: both loads, over the rounds.
@@ -58,8 +73,19 @@ private:
     // Returns the messages sent, or 0 on failure.
     uint64_t measure(const char* subject, const CChildProcess& child, const uint16_t ports[2],
                      bool throughputOnly = false);
+    TSubject relay(bool plain);
+    // Writes the gateway's configuration for level; an empty argv on failure.
+    TSubject gateway(const char* level);
     bool runRelay(bool plain);
     bool runGateway(const char* subject, const char* level);
+    // User-space instructions of one run of subject under callgrind: up
+    // (holding both ports), one request per path, then messages requests on
+    // path, ended. -1 on failure. The output file is named after file.
+    double countRun(const TSubject& subject, const char* name, EBenchPath path, uint64_t messages,
+                    const std::string& file);
+    // Instructions per message of the relay and of the gateway at level
+    // Error, each path's run less a run without traffic.
+    void countInstructions();
     bool wanted(const char* subject) const
     {
         return ("," + m_opt.subjects + ",").find(std::string(",") + subject + ",") != std::string::npos;
@@ -72,6 +98,7 @@ private:
     }
     void recordRatios();
     void printTable();
+    void printInstructions();
     bool checkTargets();
 
     TBenchOptions m_opt;
@@ -82,6 +109,7 @@ private:
     std::map<std::string, TLoadResult> m_roundWindow;
     std::map<std::string, TLoadResult> m_roundOne;
     std::map<std::string, double> m_roundCpuUs;
+    std::map<std::string, double> m_instructions; // subject + path: per message
     int m_failures = 0;
     double m_minBusy = 1.0; // lowest busy share of any run at full window
     static constexpr double BUSY_WARNING = 0.9;

@@ -56,6 +56,15 @@ public:
     // Reads and drops whatever arrives until quietMs pass without a datagram.
     void drain(int quietMs);
 
+    // The next requests carry tags from firstTag on and link sequences from
+    // 0, as after an earlier restart with the same tag: runs that must send
+    // the same datagrams start so. Nothing may be in flight.
+    void restart(uint32_t firstTag)
+    {
+        m_nextTag = firstTag;
+        m_seq = 0;
+    }
+
 private:
     static constexpr int MAX_WINDOW = 256;
     static constexpr uint32_t RING = 4096; // > MAX_WINDOW: slot of a tag in flight

@@ -24,6 +24,7 @@
 #include <fstream>
 #include <memory>
 
+#include "msgHandle/AppEnvelopeReader.h"
 #include "dataAccess/client/ClientEntityManager.h"
 #include "common/util/FileUtil.h"
 #include "framework/GlobalStatus.h"
@@ -104,37 +105,123 @@ void drainPendingQueues(uint32_t kept = 0)
     }
 }
 
-// A delivered record as on the wire (at most 513 payload bytes, so that a
-// length over 512 shows without reading past the record).
-std::string wireOf(const xolt_message_head_t* msg)
+// One run of the link parser over an input on one channel: the output
+// record's copy of every frame it delivered (its first len + 14 bytes), what
+// it printed, and the output record as it left it.
+struct TLinkRun {
+    std::vector<std::string> frames;
+    std::string printed;
+    xolt_message_head_t msg = {};
+    uint64_t badCrcFrames = 0; // what the run added to the parser's receive counts
+    uint64_t skippedBytes = 0;
+};
+
+TLinkRun* s_linkRun = nullptr;
+
+void takeFrame(xolt_message_head_t* msg)
 {
-    const size_t n = std::min<size_t>(msg->len, XOLT_MAX_PAYLOAD_LEN + 1);
-    return std::string(reinterpret_cast<const char*>(xolt_wire_bytes(msg)), n + XOLT_NUM_NON_PAYLOAD_BYTES);
+    const size_t n = std::min<size_t>(msg->len, XOLT_MAX_PAYLOAD_LEN) + XOLT_RECORD_NON_PAYLOAD_BYTES;
+    s_linkRun->frames.push_back(std::string(reinterpret_cast<const char*>(msg), n));
 }
 
-std::vector<std::string> s_fromDatagrams;
+// Runs feed(run) on a fresh channel with standard output (where the parser
+// prints its bad-CRC line) captured.
+template <typename Feed>
+TLinkRun runLink(uint8_t channel, Feed feed)
+{
+    resetLinkParser(channel);
+    TLinkRun run;
+    s_linkRun = &run;
+    char* text = nullptr;
+    size_t textLen = 0;
+    FILE* captured = open_memstream(&text, &textLen);
+    FILE* const saved = stdout;
+    stdout = captured;
+    const uint64_t badCrcBefore = xolt_get_rx_counts().bad_crc_frames;
+    const uint64_t skippedBefore = xolt_get_rx_counts().skipped_bytes;
+    feed(run);
+    run.badCrcFrames = xolt_get_rx_counts().bad_crc_frames - badCrcBefore;
+    run.skippedBytes = xolt_get_rx_counts().skipped_bytes - skippedBefore;
+    fflush(captured);
+    stdout = saved;
+    fclose(captured);
+    run.printed.assign(text, textLen);
+    free(text);
+    return run;
+}
 
-// The link parser: the bytes fed one by one (channel 0) and as two datagrams
-// (channel 1, as the link service feeds them) deliver the same frames, each
-// of at most 512 payload bytes with a CRC that matches what it holds.
+// The first difference between two runs on two channels: frames, printed
+// lines, output record, channel buffer, status. Empty when there is none.
+std::string linkDifference(const TLinkRun& a, uint8_t chanA, const TLinkRun& b, uint8_t chanB)
+{
+    if (a.frames != b.frames) {
+        return "other frames";
+    }
+    if (a.printed != b.printed) {
+        return "other printed lines";
+    }
+    if (a.badCrcFrames != b.badCrcFrames || a.skippedBytes != b.skippedBytes) {
+        return "other receive counts";
+    }
+    if (memcmp(&a.msg, &b.msg, sizeof(a.msg)) != 0) {
+        return "another output record";
+    }
+    if (memcmp(xolt_get_channel_buffer(chanA), xolt_get_channel_buffer(chanB), sizeof(xolt_message_head_t)) != 0) {
+        return "other bytes in the channel buffer";
+    }
+    const xolt_status_t& sa = *xolt_get_channel_status(chanA);
+    const xolt_status_t& sb = *xolt_get_channel_status(chanB);
+    if (sa.msg_received != sb.msg_received || sa.buffer_overrun != sb.buffer_overrun ||
+        sa.parse_error != sb.parse_error || sa.parse_state != sb.parse_state || sa.packet_idx != sb.packet_idx) {
+        return "another parser state";
+    }
+    if (memcmp(sa.current_rx_seq, sb.current_rx_seq, sizeof(sa.current_rx_seq)) != 0 ||
+        memcmp(sa.current_tx_seq, sb.current_tx_seq, sizeof(sa.current_tx_seq)) != 0 ||
+        memcmp(sa.packet_rx_success_count, sb.packet_rx_success_count, sizeof(sa.packet_rx_success_count)) != 0 ||
+        memcmp(sa.packet_rx_drop_count, sb.packet_rx_drop_count, sizeof(sa.packet_rx_drop_count)) != 0 ||
+        memcmp(sa.packet_tx_success_count, sb.packet_tx_success_count, sizeof(sa.packet_tx_success_count)) != 0 ||
+        memcmp(sa.packet_tx_fail_count, sb.packet_tx_fail_count, sizeof(sa.packet_tx_fail_count)) != 0) {
+        return "other statistics";
+    }
+    return "";
+}
+
+// The link parser: the bytes fed one by one (channel 0) and as datagrams the
+// way the link service feeds them, whole (channel 1), in two halves (channel
+// 2) and in pieces of 1 to 32 bytes, each as long as its first byte says
+// (channel 3), deliver the same frames, print the same lines, add the same
+// to the receive counts and leave the same output record, channel buffer
+// and status; every frame has at most 512 payload bytes and a CRC that
+// matches what it holds.
 int parseLink(const uint8_t* data, size_t size)
 {
-    resetLinkParser(XOLT_COMM_0);
-    resetLinkParser(XOLT_COMM_1);
-    std::vector<std::string> byByte;
-    xolt_message_head_t msg;
-    xolt_status_t status;
-    for (size_t i = 0; i < size; ++i) {
-        if (xolt_parse_char(XOLT_COMM_0, data[i], &msg, &status) == XOLT_FRAMING_OK) {
-            byByte.push_back(wireOf(&msg));
-            fail("the parser delivered", frameFault(byByte.back(), false));
+    const TLinkRun byByte = runLink(XOLT_COMM_0, [&](TLinkRun& run) {
+        xolt_status_t unused;
+        for (size_t i = 0; i < size; ++i) {
+            if (xolt_parse_char(XOLT_COMM_0, data[i], &run.msg, &unused) == XOLT_FRAMING_OK) {
+                takeFrame(&run.msg);
+            }
         }
+    });
+    for (const std::string& frame : byByte.frames) {
+        fail("the parser delivered", frameFault(frame.substr(offsetof(xolt_message_head_t, magic)), false));
     }
-    s_fromDatagrams.clear();
-    auto collect = [](xolt_message_head_t* m) { s_fromDatagrams.push_back(wireOf(m)); };
-    xolt_parse_buffer(XOLT_COMM_1, data, size / 2, &msg, collect);
-    xolt_parse_buffer(XOLT_COMM_1, data + size / 2, size - size / 2, &msg, collect);
-    fail("the parser", byByte == s_fromDatagrams ? "" : "delivers other frames from datagrams than byte by byte");
+    const TLinkRun whole =
+        runLink(XOLT_COMM_1, [&](TLinkRun& run) { xolt_parse_buffer(XOLT_COMM_1, data, size, &run.msg, takeFrame); });
+    fail("a whole datagram", linkDifference(byByte, XOLT_COMM_0, whole, XOLT_COMM_1));
+    const TLinkRun halves = runLink(XOLT_COMM_2, [&](TLinkRun& run) {
+        xolt_parse_buffer(XOLT_COMM_2, data, size / 2, &run.msg, takeFrame);
+        xolt_parse_buffer(XOLT_COMM_2, data + size / 2, size - size / 2, &run.msg, takeFrame);
+    });
+    fail("two datagrams", linkDifference(byByte, XOLT_COMM_0, halves, XOLT_COMM_2));
+    const TLinkRun pieces = runLink(XOLT_COMM_3, [&](TLinkRun& run) {
+        for (size_t at = 0; at < size;) {
+            const size_t n = std::min<size_t>(1 + data[at] % 32, size - at);
+            xolt_parse_buffer(XOLT_COMM_3, data + at, n, &run.msg, takeFrame);
+            at += n;
+        }
+    });
+    fail("datagrams of 1 to 32 bytes", linkDifference(byByte, XOLT_COMM_0, pieces, XOLT_COMM_3));
     return 0;
 }
 
@@ -158,15 +245,26 @@ int intoLinkService(const uint8_t* data, size_t size)
     return 0;
 }
 
-// One datagram into the envelope service. A parameter get that names the
-// rocker mode more than 128 times fills its queue by itself: not run.
+// One datagram into the envelope service, after the envelope reader the
+// service decodes with (kept from input to input, as in the service) was
+// checked to decode it as into a new envelope. A parameter get that names
+// the rocker mode more than 128 times fills its queue by itself: not run.
 int intoEnvelopeService(const uint8_t* data, size_t size)
 {
     static std::unique_ptr<ICServiceBase> s_service(static_cast<ICServiceBase*>(CProtobufService::create()));
+    static CAppEnvelopeReader s_reader;
     qp::QuelbyMessage envelope;
+    const bool parsed = envelope.ParseFromArray(data, static_cast<int>(size));
+    fail("the envelope reader",
+         s_reader.parse(reinterpret_cast<const char*>(data), static_cast<int>(size)) != parsed ||
+                 (parsed && (s_reader.envelope().has_head_data() != envelope.has_head_data() ||
+                             s_reader.envelope().has_data() != envelope.has_data() ||
+                             s_reader.envelope().SerializeAsString() != envelope.SerializeAsString()))
+             ? "decodes otherwise than a new envelope"
+             : "");
     qp::DroneParamMessageRequest request;
-    if (envelope.ParseFromArray(data, static_cast<int>(size)) &&
-        envelope.head_data().message_id() == qp::PARAM_GET_MSG && request.ParseFromString(envelope.data().value()) &&
+    if (parsed && envelope.head_data().message_id() == qp::PARAM_GET_MSG &&
+        request.ParseFromString(envelope.data().value()) &&
         std::count_if(request.params_list().begin(), request.params_list().end(),
                       [](const auto& p) { return p.param_id() == qp::RC_ROCKER_CONTROL_MODE_MSG; }) > 128) {
         return -1;

@@ -44,11 +44,14 @@ inline std::string frameFault(const std::string& f, bool headerSum = true)
     return "CRC of msgid " + std::to_string(msgid);
 }
 
-// An App message: an envelope with a header, by a strict proto3 parse.
+// An App message: an envelope with a header, by a strict proto3 parse, byte
+// for byte as protobuf serialises what it holds.
 inline std::string envelopeFault(const std::string& bytes)
 {
     quelby::protocol::QuelbyMessage envelope;
-    return parseEnvelope(bytes, envelope) && envelope.has_head_data() ? "" : "not an envelope with a header";
+    return parseEnvelope(bytes, envelope) && envelope.has_head_data() && envelope.SerializeAsString() == bytes
+               ? ""
+               : "not an envelope with a header as serialised";
 }
 
 #endif

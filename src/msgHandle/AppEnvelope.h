@@ -2,7 +2,6 @@
 #define LUMBRIX_APP_ENVELOPE_H
 
 #include <cstdint>
-#include <string>
 
 namespace google {
 namespace protobuf {
@@ -16,23 +15,23 @@ class MessageLite;
 // gives the token, head type, App message id and sequence. The serialised
 // body goes into data.value (type_url stays empty); without a body, data is
 // left unset. The envelope and its bytes are reused per thread, so sending
-// does not build a new message each time.
+// neither builds a new message nor allocates once they have grown to size.
 class CAppEnvelope {
 public:
-    static constexpr const char* TOKEN_RC = "Remote";
-    static constexpr const char* TOKEN_NEST = "nest";
+    // The header's token: "Remote" on the RC's messages, "nest" on the nest's.
+    enum EToken { TOKEN_RC, TOKEN_NEST };
     static constexpr const char* LOG_SENT = "send msg to App, msg size is ";
 
-    // The serialised envelope. The reference stays valid until the next
-    // call on the same thread.
-    static const std::string& serialize(const char* token, int32_t headType, uint32_t messageId, int32_t sequence,
-                                        const google::protobuf::MessageLite* body);
+    // The serialised envelope: size bytes at the result, valid until the
+    // next call on the same thread.
+    static const uint8_t* serialize(EToken token, int32_t headType, uint32_t messageId, int32_t sequence,
+                                    const google::protobuf::MessageLite* body, int& size);
 
     // Serialises as above and sends the bytes to the App (service id 0).
     // When logText is not null, then logs at info level logText followed by
     // the size, under the caller's file and line. Returns the envelope size
     // (whatever the send's result; a failed send is logged by the client).
-    static int sendToApp(const char* token, int32_t headType, uint32_t messageId, int32_t sequence,
+    static int sendToApp(EToken token, int32_t headType, uint32_t messageId, int32_t sequence,
                          const google::protobuf::MessageLite* body, const char* logText = LOG_SENT,
                          const char* file = __builtin_FILE(), int line = __builtin_LINE());
 };

@@ -55,7 +55,12 @@ void CMsgHandleManager::registerProtobuf2XoltHandle(std::shared_ptr<CProtobuf2Xo
 
 void CMsgHandleManager::registerXolt2ProtobufHandle(std::shared_ptr<CXolt2ProtobufHandleBase>& handle)
 {
-    m_mapXolt2ProtobufHandle[handle->getSupportMsgType()] = handle;
+    const uint32_t msgType = handle->getSupportMsgType();
+    m_mapXolt2ProtobufHandle[msgType] = handle;
+    // A link msgid is one byte: a handler for anything above is never found.
+    if (msgType < m_apXolt2ProtobufIndex.size()) {
+        m_apXolt2ProtobufIndex[msgType] = handle.get();
+    }
 }
 
 void CMsgHandleManager::handleProtobufMsg(quelby::protocol::QuelbyMessage& msg)
@@ -79,10 +84,10 @@ void CMsgHandleManager::handleXoltMsg(__xolt_message_head* head)
         KS_LOG_ERROR("When handle xolt msg, the data is null.");
         return;
     }
-    auto it = m_mapXolt2ProtobufHandle.find(static_cast<uint32_t>(head->msgid));
-    if (it == m_mapXolt2ProtobufHandle.end()) {
+    CXolt2ProtobufHandleBase* handler = m_apXolt2ProtobufIndex[head->msgid];
+    if (handler == nullptr) {
         countUnhandled(m_ullUnhandledXolt);
         return;
     }
-    it->second->handleMsg(head);
+    handler->handleMsg(head);
 }

@@ -1,6 +1,7 @@
 #ifndef LUMBRIX_MSG_HANDLE_MANAGER_H
 #define LUMBRIX_MSG_HANDLE_MANAGER_H
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <map>
@@ -16,7 +17,9 @@
 // "Xolt2Protobuf" and files it under the id it serves; the two receiving
 // services then hand each parsed message to handleProtobufMsg or
 // handleXoltMsg. The manager owns the handlers through its two maps, which
-// are written during start-up only and read without locks afterwards.
+// are written during start-up only and read without locks afterwards; a
+// link frame's handler is looked up in a table of the same handlers by
+// msgid, made as they are registered.
 class CMsgHandleManager : public CKsSingleton<CMsgHandleManager, std::recursive_mutex> {
     friend class CKsSingleton<CMsgHandleManager, std::recursive_mutex>;
 
@@ -48,6 +51,8 @@ private:
 
     std::map<uint32_t, std::shared_ptr<CProtobuf2XoltHandleBase>> m_mapProtobuf2XoltHandle;
     std::map<uint32_t, std::shared_ptr<CXolt2ProtobufHandleBase>> m_mapXolt2ProtobufHandle;
+    // The link handlers by msgid (0 to 255), null for none.
+    std::array<CXolt2ProtobufHandleBase*, 256> m_apXolt2ProtobufIndex{};
     std::atomic<uint64_t> m_ullUnhandledProtobuf{0};
     std::atomic<uint64_t> m_ullUnhandledXolt{0};
 };

@@ -1,21 +1,16 @@
 #include "msgHandle/Xolt2ProtobufHandleBase.h"
 
-#include "msgHandle/XoltProtocol.h"
-
 CXolt2ProtobufHandleBase::CXolt2ProtobufHandleBase() : m_ulMsgType(0) {}
 
 CXolt2ProtobufHandleBase::~CXolt2ProtobufHandleBase() = default;
 
-bool CXolt2ProtobufHandleBase::acceptFrame(const __xolt_message_head* head, const char* nullText, const char* file,
+bool CXolt2ProtobufHandleBase::refuseFrame(const __xolt_message_head* head, const char* nullText, const char* file,
                                            int line) const
 {
     if (head == nullptr) {
         KS_LOG_AT(E_LOG_LEVEL_WARN, file, line, nullText);
-        return false;
-    }
-    if (head->msgid != m_ulMsgType) {
+    } else {
         KS_LOG_AT(E_LOG_LEVEL_WARN, file, line, "Msg id invalid, need " << m_ulMsgType);
-        return false;
     }
-    return true;
+    return false;
 }

@@ -6,8 +6,7 @@
 
 #include "common/core/KsLog.h"
 #include "common/ipc/Reflex.h"
-
-struct __xolt_message_head;
+#include "msgHandle/XoltProtocol.h"
 
 // Base of the radio-to-App handlers: one link frame in, at most one App
 // envelope out. A handler serves every frame whose msgid equals
@@ -38,9 +37,16 @@ protected:
     // missing frame, "Msg id invalid, need <id>" for another msgid) under the
     // caller's file and line, and returns false.
     bool acceptFrame(const __xolt_message_head* head, const char* nullText = "rc_key msg, the msg is null.",
-                     const char* file = __builtin_FILE(), int line = __builtin_LINE()) const;
+                     const char* file = __builtin_FILE(), int line = __builtin_LINE()) const
+    {
+        return (head != nullptr && head->msgid == m_ulMsgType) || refuseFrame(head, nullText, file, line);
+    }
 
     uint32_t m_ulMsgType;
+
+private:
+    // acceptFrame's log line for a frame it refuses; false.
+    bool refuseFrame(const __xolt_message_head* head, const char* nullText, const char* file, int line) const;
 };
 
 // The parts every radio-to-App handler shares, declared inside its class:

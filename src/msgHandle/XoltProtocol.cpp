@@ -73,6 +73,22 @@ xolt_status_t* xolt_get_channel_status(uint8_t chan)
 
 namespace {
 
+// The per-source statistics of a good frame. Statistics only: the sequence
+// is compared with the previous one itself, so a sender that counts up
+// shows a drop on every frame.
+__attribute__((always_inline)) inline void countGoodFrame(const xolt_message_head_t* rxmsg, xolt_status_t* status)
+{
+    const uint8_t s = rxmsg->sourceid;
+    if (status->packet_rx_success_count[s] == 0) {
+        status->packet_rx_drop_count[s] = 0;
+    }
+    if (status->current_rx_seq[s] != rxmsg->seq) {
+        status->packet_rx_drop_count[s]++;
+    }
+    status->packet_rx_success_count[s]++;
+    status->current_rx_seq[s] = rxmsg->seq;
+}
+
 // One byte through the parser: the body of xolt_frame_char_buffer, inlined
 // into the per-datagram loop of xolt_parse_buffer.
 __attribute__((always_inline)) inline uint8_t frameChar(xolt_message_head_t* rxmsg, xolt_status_t* status, uint8_t c,
@@ -184,17 +200,7 @@ __attribute__((always_inline)) inline uint8_t frameChar(xolt_message_head_t* rxm
     }
 
     if (status->msg_received == XOLT_FRAMING_OK) {
-        // Statistics only. The sequence is compared with the previous one
-        // itself, so a sender that counts up shows a drop on every frame.
-        const uint8_t s = rxmsg->sourceid;
-        if (status->packet_rx_success_count[s] == 0) {
-            status->packet_rx_drop_count[s] = 0;
-        }
-        if (status->current_rx_seq[s] != rxmsg->seq) {
-            status->packet_rx_drop_count[s]++;
-        }
-        status->packet_rx_success_count[s]++;
-        status->current_rx_seq[s] = rxmsg->seq;
+        countGoodFrame(rxmsg, status);
     }
 
     r_message->len = rxmsg->len;
@@ -257,6 +263,52 @@ uint8_t xolt_parse_char(uint8_t chan, uint8_t c, xolt_message_head_t* r_message,
     return parseChar(xolt_get_channel_buffer(chan), xolt_get_channel_status(chan), c, r_message);
 }
 
+namespace {
+
+// What the byte steps end with when they are idle and a datagram holds the
+// whole of a well-formed frame at p (len bytes left): the frame delivered in
+// the output record, the channel's record and status as the last CRC byte
+// leaves them. Returns the frame's length, or 0 when the frame is not whole
+// or not well-formed (too long, a wrong header checksum or CRC): the byte
+// steps then take it, with everything they do about it.
+__attribute__((always_inline)) inline size_t wholeFrame(xolt_message_head_t* rxmsg, xolt_status_t* status,
+                                                        const uint8_t* p, size_t len, xolt_message_head_t* r_message)
+{
+    if (len < XOLT_NUM_NON_PAYLOAD_BYTES) {
+        return 0;
+    }
+    const uint16_t n = static_cast<uint16_t>(p[1] | (p[2] << 8));
+    if (n > XOLT_MAX_PAYLOAD_LEN || len < size_t{n} + XOLT_NUM_NON_PAYLOAD_BYTES) {
+        return 0;
+    }
+    const uint8_t checksum = static_cast<uint8_t>(XOLT_STX + p[1] + p[2] + p[3] + p[4] + p[5] + p[6]);
+    if (checksum != p[7]) {
+        return 0;
+    }
+    uint16_t crc = crc_calculate(p + 1, static_cast<uint16_t>(XOLT_HEADER_LEN - 1 + n));
+    crc_accumulate(xolt_message_crcs[p[6]], &crc);
+    if (p[XOLT_HEADER_LEN + n] != (crc & 0xFF) || p[XOLT_HEADER_LEN + n + 1] != (crc >> 8)) {
+        return 0;
+    }
+    // The record from magic to the CRC bytes is the frame as on the wire.
+    const size_t frameLen = size_t{n} + XOLT_NUM_NON_PAYLOAD_BYTES;
+    std::memcpy(&rxmsg->magic, p, frameLen);
+    rxmsg->len = n;
+    rxmsg->crc = crc;
+    status->packet_idx = n;
+    status->parse_state = XOLT_PARSE_STATE_IDLE;
+    status->msg_received = XOLT_FRAMING_OK;
+    countGoodFrame(rxmsg, status);
+    if (r_message != rxmsg) {
+        std::memcpy(r_message, rxmsg, n + XOLT_RECORD_NON_PAYLOAD_BYTES);
+    }
+    r_message->len = n;
+    status->parse_error = 0;
+    return frameLen;
+}
+
+} // namespace
+
 void xolt_parse_buffer(uint8_t chan, const uint8_t* data, size_t len, xolt_message_head_t* r_message,
                        void (*onFrame)(xolt_message_head_t*))
 {
@@ -264,7 +316,29 @@ void xolt_parse_buffer(uint8_t chan, const uint8_t* data, size_t len, xolt_messa
     xolt_status_t* status = xolt_get_channel_status(chan);
     size_t i = 0;
     while (i < len) {
-        if (status->parse_state == XOLT_PARSE_STATE_GOT_CHKSUM) {
+        const xolt_parse_state_t state = status->parse_state;
+        if (state == XOLT_PARSE_STATE_IDLE || state == XOLT_PARSE_STATE_UNINIT) {
+            if (data[i] != XOLT_STX) {
+                // Bytes before a start byte: each step would only reset the
+                // same three fields.
+                const void* stx = std::memchr(data + i, XOLT_STX, len - i);
+                const size_t next = stx == nullptr ? len : static_cast<size_t>(static_cast<const uint8_t*>(stx) - data);
+                addCount(s_rxCounts.skipped_bytes, next - i);
+                status->msg_received = XOLT_FRAMING_INCOMPLETE;
+                r_message->len = rxmsg->len;
+                status->parse_error = 0;
+                if (stx == nullptr) {
+                    return;
+                }
+                i = next;
+            }
+            const size_t frameLen = wholeFrame(rxmsg, status, data + i, len - i, r_message);
+            if (frameLen > 0) {
+                onFrame(r_message);
+                i += frameLen;
+                continue;
+            }
+        } else if (state == XOLT_PARSE_STATE_GOT_CHKSUM) {
             // Payload bytes, as many as the datagram holds of them: each is
             // stored and added to the CRC exactly as the step does one by
             // one, with nothing else to decide until the last one.

@@ -39,7 +39,8 @@
 //                          version 0, a time stamp of now, no type_url), the
 //                          body compared field by field; "> TYPE2" compares
 //                          TYPE's data field, parsed as TYPE2, apart. No
-//                          body: no data.
+//                          body: no data. Envelope and bodies byte for byte
+//                          as protobuf serialises what they hold.
 //   quiet [app|radio]      nothing arrives there (both unless given) in 100 ms
 //   log LEVEL FILE TEXT [| TEXT...]   each a whole log line
 //                          "[LEVEL] FILE:<line> TEXT"
@@ -502,8 +503,9 @@ private:
         const int64_t before = wallMs();
         if (!messageId(m[1], id)) {
             return fail("no such App message id");
-        } else if (!h.app.receive(datagram, 2000) || !envelope.ParseFromString(datagram)) {
-            return fail("no App message, or not an envelope: " + hexOf(datagram));
+        } else if (!h.app.receive(datagram, 2000) || !envelope.ParseFromString(datagram) ||
+                   envelope.SerializeAsString() != datagram) {
+            return fail("no App message, or not an envelope as serialised: " + hexOf(datagram));
         }
         m_lastAppSize = datagram.size();
         const qp::CommonHead& head = envelope.head_data();
@@ -518,8 +520,8 @@ private:
         for (size_t next; !body.empty(); body = next == std::string::npos ? "" : body.substr(next + 3)) {
             std::unique_ptr<gp::Message> want = messageOf(body.substr(0, next = body.find(" > ")));
             std::unique_ptr<gp::Message> got(want ? want->New() : nullptr);
-            if (!got || !got->ParseFromString(value)) {
-                return fail("bad body, or the App message's is not one: " + hexOf(value));
+            if (!got || !got->ParseFromString(value) || got->SerializeAsString() != value) {
+                return fail("bad body, or the App message's is not one as serialised: " + hexOf(value));
             } else if (next != std::string::npos) { // the rest describes its data
                 const gp::FieldDescriptor* data = got->GetDescriptor()->FindFieldByName("data");
                 value = got->GetReflection()->GetString(*got, data);

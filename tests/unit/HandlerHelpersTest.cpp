@@ -1,7 +1,9 @@
-// What the handlers return (their callers only log it), and the UTF-8
-// repair of radio text before it goes into an App string field.
+// What the handlers return (their callers only log it), the UTF-8 repair of
+// radio text before it goes into an App string field, and the decoding of
+// App envelopes.
 #include <cstring>
 
+#include "msgHandle/AppEnvelopeReader.h"
 #include "msgHandle/Protobuf2XoltHandleBase.h"
 #include "kit/TestMessages.h"
 #include "UnitTest.h"
@@ -97,6 +99,39 @@ TEST(Handlers, RadioFramesReturnTheirStatus)
         ASSERT_NE(nullptr, handler);
         head.msgid = static_cast<uint8_t>(handler->getSupportMsgType());
         captureStdout([&] { EXPECT_EQ(row.result, handler->handleMsg(&head)) << row.key; });
+    }
+}
+
+// Datagrams in turn into one reader: each decodes as into a new envelope
+// (result, presence of header and data, every field and unknown field),
+// whatever came before it.
+TEST(AppEnvelopeReader, EachDatagramDecodesAsIntoANewEnvelope)
+{
+    const std::string rows[] = {
+        bytesOf("0a 07 0a 03 \"App\" 10 01 12 03 12 01 \"x\""), // header, data
+        bytesOf("12 03 12 01 \"y\""),                           // data only
+        bytesOf("0a 02 10 02"),                                 // header only
+        bytesOf(""),                                            // nothing
+        bytesOf("0a 00 12 00"),                                 // both, empty
+        bytesOf("0a 03 0a 01 ff"),                              // a token that is not UTF-8
+        bytesOf("18 05 0a 02 10 04 0a 02 18 07"),               // unknown field, header twice
+        bytesOf("0f 01 02"),                                    // no envelope
+        bytesOf("12 02 0a 00 20 01"),                           // empty type_url, unknown field
+        bytesOf("0a 02 10 01"),
+    };
+    CAppEnvelopeReader reader;
+    for (const std::string& datagram : rows) {
+        quelby::protocol::QuelbyMessage fresh;
+        const bool parsed = fresh.ParseFromString(datagram);
+        const std::string name = hexOf(datagram);
+        ASSERT_EQ(parsed, reader.parse(datagram.data(), static_cast<int>(datagram.size()))) << name;
+        if (parsed) {
+            const quelby::protocol::QuelbyMessage& read = reader.envelope();
+            EXPECT_EQ(fresh.has_head_data(), read.has_head_data()) << name;
+            EXPECT_EQ(fresh.has_data(), read.has_data()) << name;
+            EXPECT_EQ(fresh.ShortDebugString(), read.ShortDebugString()) << name;
+            EXPECT_EQ(fresh.SerializeAsString(), read.SerializeAsString()) << name;
+        }
     }
 }
 

@@ -18,25 +18,19 @@
 // getInstance() creates the instance on first use under ms_mutexInstance
 // (checked once without the lock and again with it); every later call is
 // one acquire load, which also makes the fully built instance visible to
-// the thread that reads it. destroy() deletes the instance under the lock;
-// a caller must not use it afterwards. Creation failure (out of memory)
-// yields null. ms_pInstance and ms_mutexInstance are constant-initialised,
-// so a registration that runs before main may create the instance.
+// the thread that reads it; the creation is a call of its own, out of the
+// way of the many calls that only load. destroy() deletes the instance
+// under the lock; a caller must not use it afterwards. Creation failure
+// (out of memory) yields null. ms_pInstance and ms_mutexInstance are
+// constant-initialised, so a registration that runs before main may create
+// the instance.
 template <typename T, typename Mutex = std::mutex>
 class CKsSingleton {
 public:
     static T* getInstance()
     {
         T* instance = ms_pInstance.load(std::memory_order_acquire);
-        if (instance == nullptr) {
-            std::lock_guard<Mutex> lock(ms_mutexInstance);
-            instance = ms_pInstance.load(std::memory_order_relaxed);
-            if (instance == nullptr) {
-                instance = new (std::nothrow) T();
-                ms_pInstance.store(instance, std::memory_order_release);
-            }
-        }
-        return instance;
+        return instance != nullptr ? instance : create();
     }
 
     static void destroy()
@@ -53,6 +47,18 @@ protected:
 
     static std::atomic<T*> ms_pInstance;
     static Mutex ms_mutexInstance;
+
+private:
+    __attribute__((noinline, cold)) static T* create()
+    {
+        std::lock_guard<Mutex> lock(ms_mutexInstance);
+        T* instance = ms_pInstance.load(std::memory_order_relaxed);
+        if (instance == nullptr) {
+            instance = new (std::nothrow) T();
+            ms_pInstance.store(instance, std::memory_order_release);
+        }
+        return instance;
+    }
 };
 
 template <typename T, typename Mutex>

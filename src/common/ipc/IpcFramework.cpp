@@ -168,11 +168,6 @@ int CIpcFramework::sendData(int ipcType, int fd, const char* data, int len, cons
     return send(ipcType, fd, data, len, ipv4Address(ip, port));
 }
 
-int CIpcFramework::sendData(const CIpcHandleBase& handle, const char* data, int len)
-{
-    return send(handle.getIpcType(), handle.getHandle(), data, len, handle.getRemoteAddress());
-}
-
 int CIpcFramework::send(int ipcType, int fd, const char* data, int len, const sockaddr_in& to)
 {
     CIpcDriverBase* driver = CIpcDriverManager::getInstance()->sendDriver(ipcType);

@@ -50,7 +50,10 @@ public:
     // the stream; every other type sends nothing and reports success.
     int sendData(int ipcType, int fd, const char* data, int len, const std::string& ip, unsigned short port);
     // The same for handle, to its resolved remote address.
-    int sendData(const CIpcHandleBase& handle, const char* data, int len);
+    int sendData(const CIpcHandleBase& handle, const char* data, int len)
+    {
+        return send(handle.getIpcType(), handle.getHandle(), data, len, handle.getRemoteAddress());
+    }
 
 private:
     CIpcFramework() = default;

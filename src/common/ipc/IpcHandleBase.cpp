@@ -20,7 +20,8 @@ int CIpcHandleBase::onClosed()
 
 int CIpcHandleBase::sendData(const char* data, int len)
 {
-    return CIpcFramework::getInstance()->sendData(*this, data, len) == -1 ? -1 : 0;
+    // 0 or -1, as the framework reports.
+    return CIpcFramework::getInstance()->sendData(*this, data, len);
 }
 
 int CIpcHandleBase::sendData(std::string& data)

@@ -14,8 +14,10 @@ LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(CNestVirtualPoleStatus, "Protobuf2Xolt.NestVir
 
 int32_t CNestVirtualPoleStatus::handleMsg(quelby::protocol::QuelbyMessage& msg)
 {
-    quelby::protocol::NestVirtualPoleStateNtfy sticks;
-    parseBody(msg, sticks);
+    // Reused from notification to notification (the parse clears it first).
+    static thread_local quelby::protocol::NestVirtualPoleStateNtfy s_sticks;
+    const quelby::protocol::NestVirtualPoleStateNtfy& sticks = s_sticks;
+    parseBody(msg, s_sticks);
 
     // Seven 16-bit values in the nest's order, each the low 16 bits of its field.
     const int32_t values[] = {sticks.lefthorizontalvalue(), sticks.righthorizontalvalue(), sticks.rightverticalvalue(),

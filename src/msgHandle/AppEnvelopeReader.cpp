@@ -1,0 +1,65 @@
+#include "msgHandle/AppEnvelopeReader.h"
+
+#include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/wire_format_lite.h>
+
+#include "quelby_protocol.pb.h"
+
+namespace {
+
+namespace qp = quelby::protocol;
+using google::protobuf::internal::WireFormatLite;
+
+// Keys of the envelope's two fields on the wire.
+constexpr uint32_t HEAD_KEY =
+    WireFormatLite::MakeTag(qp::QuelbyMessage::kHeadDataFieldNumber, WireFormatLite::WIRETYPE_LENGTH_DELIMITED);
+constexpr uint32_t DATA_KEY =
+    WireFormatLite::MakeTag(qp::QuelbyMessage::kDataFieldNumber, WireFormatLite::WIRETYPE_LENGTH_DELIMITED);
+
+} // namespace
+
+CAppEnvelopeReader::CAppEnvelopeReader() : m_envelope(std::make_unique<qp::QuelbyMessage>()) {}
+
+CAppEnvelopeReader::~CAppEnvelopeReader() = default;
+
+bool CAppEnvelopeReader::parse(const char* data, int len)
+{
+    // The header and the data taken out (or the spares), so that clearing
+    // the envelope leaves them: it then clears only its unknown fields.
+    qp::QuelbyMessage& envelope = *m_envelope;
+    qp::CommonHead* head = envelope.has_head_data() ? envelope.release_head_data() : m_spareHead.release();
+    google::protobuf::Any* body = envelope.has_data() ? envelope.release_data() : m_spareData.release();
+    envelope.Clear();
+    envelope.set_allocated_head_data(head != nullptr ? head : new qp::CommonHead());
+    envelope.set_allocated_data(body != nullptr ? body : new google::protobuf::Any());
+    envelope.mutable_head_data()->Clear();
+    envelope.mutable_data()->Clear();
+    if (!envelope.ParseFrom<google::protobuf::MessageLite::kMerge>(
+            google::protobuf::StringPiece(data, static_cast<size_t>(len)))) {
+        return false;
+    }
+
+    bool hasHead = false;
+    bool hasData = false;
+    google::protobuf::io::CodedInputStream in(reinterpret_cast<const uint8_t*>(data), len);
+    for (uint32_t key; !(hasHead && hasData) && (key = in.ReadTag()) != 0;) {
+        hasHead = hasHead || key == HEAD_KEY;
+        hasData = hasData || key == DATA_KEY;
+        // Length-delimited fields (the envelope's own among them) skipped
+        // here, anything else by protobuf's general skip.
+        uint32_t size = 0;
+        const bool skipped = WireFormatLite::GetTagWireType(key) == WireFormatLite::WIRETYPE_LENGTH_DELIMITED
+                                 ? in.ReadVarint32(&size) && in.Skip(static_cast<int>(size))
+                                 : WireFormatLite::SkipField(&in, key);
+        if (!skipped) {
+            break;
+        }
+    }
+    if (!hasHead) {
+        m_spareHead.reset(envelope.release_head_data());
+    }
+    if (!hasData) {
+        m_spareData.reset(envelope.release_data());
+    }
+    return true;
+}
