@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "framework/CaptureFiles.h"
+#include "framework/RecordRing.h"
 #include "common/util/FileUtil.h"
 #include "common/util/KsTime.h"
 #include "UnitTest.h"
@@ -201,4 +202,28 @@ TEST(CaptureFiles, AShortWriteIsCutBackToTheLastWholeRecord)
     EXPECT_EQ(1u, countOf(printed, "Fail to write the recording " + path + ", errno:27, the recording is paused.\n"))
         << printed;
     EXPECT_EQ(1u, countOf(printed, "The recording is resumed, file:" + path + "\n")) << printed;
+}
+
+// A ring nobody drains keeps what fits and loses the rest, each lost record
+// counted; draining hands over every kept record whole.
+TEST(RecordRing, WhatDoesNotFitIsLostAndCounted)
+{
+    CRecordRing ring(128 * 1024);
+    const sockaddr_in a{};
+    const std::string datagram(1000, 'x');
+    uint64_t kept = 0;
+    uint64_t lost = 0;
+    for (int i = 0; i < 200; ++i) {
+        ++(ring.put(a, a, datagram.data(), datagram.size()) ? kept : lost);
+    }
+    EXPECT_EQ(lost, ring.lost());
+    EXPECT_EQ(200u, kept + lost);
+    EXPECT_LT(0u, lost);
+    uint64_t drained = 0;
+    ring.drain([&drained](const uint8_t* bytes, size_t length) {
+        for (size_t at = 0; at < length; at += CPcapWriter::storedLength(bytes + at)) {
+            ++drained;
+        }
+    });
+    EXPECT_EQ(kept, drained);
 }
