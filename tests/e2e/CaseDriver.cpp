@@ -62,6 +62,8 @@
 //                          its end (the log's own writes reach the limit first)
 //   exits CODE / killed NAME   the gateway ends so within 5 s
 //   runs MS                the gateway still runs after MS
+//   idle MS                over the next MS the gateway spends less than a
+//                          quarter of that on a CPU
 //   STEP => STEP ...       the steps in turn (an input and what must come of it)
 //   N* STEP                the step (or chain) N times
 // TEXT takes the escapes of protobuf's text format (\n, \x07, \\).
@@ -335,6 +337,7 @@ private:
             {"exits", {R"((\d+))", false, &CaseRun::ends}},
             {"killed", {R"((\S+))", false, &CaseRun::ends}},
             {"runs", {R"((\d+))", false, &CaseRun::runs}},
+            {"idle", {R"((\d+))", false, &CaseRun::idle}},
         };
         const auto found = s_forms.find(step.substr(0, step.find(' ')));
         return found == s_forms.end() ? nullptr : &found->second;
@@ -698,6 +701,27 @@ private:
     bool runs(const std::string&, const std::smatch& m)
     {
         return h.process->waitExit(std::stoi(m[1])) == -1 || fail("ended with " + describeExit(h.process->waitExit(0)));
+    }
+
+    // The gateway's user and system time so far, in clock ticks.
+    long cpuTicks()
+    {
+        std::istringstream stat(readFile("/proc/" + std::to_string(h.process->pid()) + "/stat"));
+        std::string field;
+        for (int i = 1; i < 14 && stat >> field; ++i) {
+        }
+        long user = 0, system = 0;
+        stat >> user >> system;
+        return user + system;
+    }
+
+    bool idle(const std::string&, const std::smatch& m)
+    {
+        const long before = cpuTicks();
+        const int ms = std::stoi(m[1]);
+        std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+        const long spent = (cpuTicks() - before) * 1000 / sysconf(_SC_CLK_TCK);
+        return spent < ms / 4 || fail("the gateway spent " + std::to_string(spent) + " ms on a CPU in " + m[1].str());
     }
 
     static int64_t wallMs()

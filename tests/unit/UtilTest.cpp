@@ -11,6 +11,8 @@
 
 #include "framework/CaptureFiles.h"
 #include "framework/RecordRing.h"
+#include "common/ipc/Ipv4Address.h"
+#include "common/util/PcapWriter.h"
 #include "common/util/FileUtil.h"
 #include "common/util/KsTime.h"
 #include "UnitTest.h"
@@ -226,4 +228,17 @@ TEST(RecordRing, WhatDoesNotFitIsLostAndCounted)
         }
     });
     EXPECT_EQ(kept, drained);
+}
+
+// One record as a capture holds it: its own header (host order), then an
+// IPv4 and a UDP header (network order) around the datagram.
+TEST(PcapWriter, ARecordIsItsHeadersAroundTheDatagram)
+{
+    uint8_t record[64];
+    const size_t n = CPcapWriter::formatRecord(record, ipv4Address("127.0.0.1", 1234), ipv4Address("127.0.0.2", 25100),
+                                               reinterpret_cast<const uint8_t*>("ab"), 2, timeval{1, 2}, 0x0102);
+    EXPECT_EQ(bytesOf("01 00 00 00 02 00 00 00 1e 00 00 00 1e 00 00 00 "             // time, lengths
+                      "45 00 00 1e 01 02 40 00 40 11 3b ca 7f 00 00 01 7f 00 00 02 " // IPv4
+                      "04 d2 62 0c 00 0a 00 00 61 62"),                              // UDP, datagram
+              std::string(reinterpret_cast<const char*>(record), n));
 }
