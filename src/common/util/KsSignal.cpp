@@ -32,6 +32,9 @@ bool isThreadDirected(int sig)
     return false;
 }
 
+// The signals the handler holds back while it logs, set by init.
+sigset_t s_processSignals;
+
 const char* nameOf(const TSignalHandleInfo& info)
 {
     return info.m_pszSigName != nullptr ? info.m_pszSigName : "";
@@ -118,6 +121,7 @@ std::map<int, TSignalHandleInfo> CKsSignal::ms_mapSigHandleInfo;
 int CKsSignal::init()
 {
     setDefaultHandle(DEFAULT_SIG_HANDLE);
+    getProcessSignals(s_processSignals);
     for (const auto& [sigNo, info] : ms_mapSigHandleInfo) {
         if (info.m_funcSigHandle == nullptr) {
             KS_LOG_INFO("Signal " << sigNo << ", has not set handle function, use default handle.");
@@ -159,22 +163,27 @@ void CKsSignal::sigHandleFunc(int sig, siginfo_t* info, void*)
 {
     // The interrupted code may be about to read errno.
     const int savedErrno = errno;
+    // One signal's lines at a time: a signal sent to the process while this
+    // one is being logged waits until the handler returns, instead of
+    // running inside its allocation or log write.
+    sigset_t savedMask;
+    pthread_sigmask(SIG_BLOCK, &s_processSignals, &savedMask);
     auto it = ms_mapSigHandleInfo.find(sig);
     if (it == ms_mapSigHandleInfo.end()) {
         KS_LOG_WARN("Receive a signal, but not set the handle, use default handle. sig no:" << sig);
         restoreDefaultAction(sig);
-        errno = savedErrno;
-        return;
+    } else {
+        const TSignalHandleInfo& row = it->second;
+        std::string sender = info != nullptr ? " from process " + std::to_string(info->si_pid) : std::string();
+        std::string stack;
+        getStackInfo(stack);
+        KS_LOG_INFO("Receive signal " << nameOf(row) << "(no=" << sig << sender << ", stack info:\n" << stack);
+        if (row.m_bResumeToDefault) {
+            KS_LOG_INFO("Signal " << sig << " need resume the default handle.");
+            restoreDefaultAction(sig);
+        }
     }
-    const TSignalHandleInfo& row = it->second;
-    std::string sender = info != nullptr ? " from process " + std::to_string(info->si_pid) : std::string();
-    std::string stack;
-    getStackInfo(stack);
-    KS_LOG_INFO("Receive signal " << nameOf(row) << "(no=" << sig << sender << ", stack info:\n" << stack);
-    if (row.m_bResumeToDefault) {
-        KS_LOG_INFO("Signal " << sig << " need resume the default handle.");
-        restoreDefaultAction(sig);
-    }
+    pthread_sigmask(SIG_SETMASK, &savedMask, nullptr);
     errno = savedErrno;
 }
 
