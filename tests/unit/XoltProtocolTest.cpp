@@ -216,21 +216,31 @@ TEST(XoltParser, CasesSplitIntoTwoDatagramsAtEveryOffset)
     }
 }
 
+// Fed as one datagram (whole frames in one step) or byte by byte.
 TEST(XoltParser, PerSourceStatisticsCountEverySequenceChangeAsDrop)
 {
-    Receiver rx;
     const Bytes g1Seq6 = {0xFD, 0x03, 0x00, 0x06, 0x20, 0x0E, 0x96, 0xCA, 0x02, 0x01, 0x03, 0x85, 0xEC};
     const Bytes g1Seq7 = {0xFD, 0x03, 0x00, 0x07, 0x20, 0x0E, 0x96, 0xCB, 0x02, 0x01, 0x03, 0x3C, 0xAA};
     // Sequences 5, 6, 7, 7: each change from the previous number is a drop,
     // a repeat is not.
     const Bytes in = cat({G1, g1Seq6, g1Seq7, g1Seq7});
-    rx.datagram(in.data(), in.size());
-    ASSERT_EQ(4u, rx.m_frames.size());
-    const xolt_status_t* st = xolt_get_channel_status(XOLT_COMM_0);
-    EXPECT_EQ(4u, st->packet_rx_success_count[DEV_RC]);
-    EXPECT_EQ(3u, st->packet_rx_drop_count[DEV_RC]);
-    EXPECT_EQ(7, st->current_rx_seq[DEV_RC]);
-    EXPECT_EQ(0u, st->packet_rx_success_count[DEV_NEST]);
+    for (const bool byByte : {false, true}) {
+        SCOPED_TRACE(byByte ? "byte by byte" : "one datagram");
+        Receiver rx;
+        if (byByte) {
+            for (const uint8_t b : in) {
+                rx.byte(b);
+            }
+        } else {
+            rx.datagram(in.data(), in.size());
+        }
+        ASSERT_EQ(4u, rx.m_frames.size());
+        const xolt_status_t* st = xolt_get_channel_status(XOLT_COMM_0);
+        EXPECT_EQ(4u, st->packet_rx_success_count[DEV_RC]);
+        EXPECT_EQ(3u, st->packet_rx_drop_count[DEV_RC]);
+        EXPECT_EQ(7, st->current_rx_seq[DEV_RC]);
+        EXPECT_EQ(0u, st->packet_rx_success_count[DEV_NEST]);
+    }
 }
 
 } // namespace
