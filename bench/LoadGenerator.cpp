@@ -237,10 +237,11 @@ TLoadResult CLoadGenerator::run(EBenchPath path, uint16_t targetPort, int window
         refill(now);
     }
     result.seconds = static_cast<double>(lastMatch - start) / 1e9;
-    std::sort(m_roundTrips.begin(), m_roundTrips.end());
     const auto quantileUs = [this](double q) {
-        const auto k = static_cast<size_t>(q * static_cast<double>(m_roundTrips.size() - 1) + 0.5);
-        return m_roundTrips.empty() ? 0 : m_roundTrips[k] / 1000.0;
+        const size_t n = m_roundTrips.size();
+        const auto k = m_roundTrips.begin() + static_cast<long>(n > 0 ? q * static_cast<double>(n - 1) + 0.5 : 0);
+        std::nth_element(m_roundTrips.begin(), k, m_roundTrips.end());
+        return n > 0 ? *k / 1000.0 : 0;
     };
     result.p50Us = quantileUs(0.50);
     result.p99Us = quantileUs(0.99);
