@@ -39,8 +39,11 @@ bool CAppEnvelopeReader::parse(const char* data, int len)
         return false;
     }
 
-    bool hasHead = false;
-    bool hasData = false;
+    // A header with a token or a message id, a body with bytes, came from
+    // the datagram (both were cleared before it): the usual envelope needs
+    // no look at its keys. Anything else may have been there empty.
+    bool hasHead = !envelope.head_data().token().empty() || envelope.head_data().message_id() != 0;
+    bool hasData = !envelope.data().value().empty();
     google::protobuf::io::CodedInputStream in(reinterpret_cast<const uint8_t*>(data), len);
     for (uint32_t key; !(hasHead && hasData) && (key = in.ReadTag()) != 0;) {
         hasHead = hasHead || key == HEAD_KEY;

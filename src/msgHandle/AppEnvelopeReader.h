@@ -27,9 +27,10 @@ class QuelbyMessage;
 // datagram into that: the fields a parse into a new envelope gives, with the
 // same checks (strict UTF-8 among them) and the same result. Only whether
 // the header and the data are present does not show in the merged envelope
-// (both are), so it is read off the keys of the datagram's top-level fields;
-// an absent one is taken out and kept aside for the next datagram. Not
-// thread-safe: one reader per receiving thread.
+// (both are): a header or a body that holds something was there; one that
+// holds nothing is looked for among the keys of the datagram's top-level
+// fields. An absent one is taken out and kept aside for the next datagram.
+// Not thread-safe: one reader per receiving thread.
 class CAppEnvelopeReader {
 public:
     CAppEnvelopeReader();
