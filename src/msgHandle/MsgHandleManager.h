@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <unordered_map>
 
 #include "msgHandle/Protobuf2XoltHandleBase.h"
 #include "msgHandle/Xolt2ProtobufHandleBase.h"
@@ -49,7 +50,8 @@ private:
     CMsgHandleManager(const CMsgHandleManager&) = delete;
     CMsgHandleManager& operator=(const CMsgHandleManager&) = delete;
 
-    std::map<uint32_t, std::shared_ptr<CProtobuf2XoltHandleBase>> m_mapProtobuf2XoltHandle;
+    // Hashed: found in a few instructions for every envelope.
+    std::unordered_map<uint32_t, std::shared_ptr<CProtobuf2XoltHandleBase>> m_mapProtobuf2XoltHandle;
     std::map<uint32_t, std::shared_ptr<CXolt2ProtobufHandleBase>> m_mapXolt2ProtobufHandle;
     // The link handlers by msgid (0 to 255), null for none.
     std::array<CXolt2ProtobufHandleBase*, 256> m_apXolt2ProtobufIndex{};
