@@ -1,6 +1,7 @@
 #include "msgHandle/AppEnvelopeReader.h"
 
 #include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/unknown_field_set.h>
 #include <google/protobuf/wire_format_lite.h>
 
 #include "quelby_protocol.pb.h"
@@ -18,22 +19,31 @@ constexpr uint32_t DATA_KEY =
 
 } // namespace
 
-CAppEnvelopeReader::CAppEnvelopeReader() : m_envelope(std::make_unique<qp::QuelbyMessage>()) {}
+CAppEnvelopeReader::CAppEnvelopeReader()
+    : m_envelope(std::make_unique<qp::QuelbyMessage>()), m_reflection(m_envelope->GetReflection())
+{
+    m_envelope->mutable_head_data();
+    m_envelope->mutable_data();
+}
 
 CAppEnvelopeReader::~CAppEnvelopeReader() = default;
 
 bool CAppEnvelopeReader::parse(const char* data, int len)
 {
-    // The header and the data taken out (or the spares), so that clearing
-    // the envelope leaves them: it then clears only its unknown fields.
+    // A header or data kept aside goes back first: the envelope always has
+    // both while it is merged into.
     qp::QuelbyMessage& envelope = *m_envelope;
-    qp::CommonHead* head = envelope.has_head_data() ? envelope.release_head_data() : m_spareHead.release();
-    google::protobuf::Any* body = envelope.has_data() ? envelope.release_data() : m_spareData.release();
-    envelope.Clear();
-    envelope.set_allocated_head_data(head != nullptr ? head : new qp::CommonHead());
-    envelope.set_allocated_data(body != nullptr ? body : new google::protobuf::Any());
+    if (m_spareHead != nullptr) {
+        envelope.set_allocated_head_data(m_spareHead.release());
+    }
+    if (m_spareData != nullptr) {
+        envelope.set_allocated_data(m_spareData.release());
+    }
     envelope.mutable_head_data()->Clear();
     envelope.mutable_data()->Clear();
+    if (!m_reflection->GetUnknownFields(envelope).empty()) {
+        m_reflection->MutableUnknownFields(&envelope)->Clear();
+    }
     if (!envelope.ParseFrom<google::protobuf::MessageLite::kMerge>(
             google::protobuf::StringPiece(data, static_cast<size_t>(len)))) {
         return false;
@@ -44,18 +54,20 @@ bool CAppEnvelopeReader::parse(const char* data, int len)
     // no look at its keys. Anything else may have been there empty.
     bool hasHead = !envelope.head_data().token().empty() || envelope.head_data().message_id() != 0;
     bool hasData = !envelope.data().value().empty();
-    google::protobuf::io::CodedInputStream in(reinterpret_cast<const uint8_t*>(data), len);
-    for (uint32_t key; !(hasHead && hasData) && (key = in.ReadTag()) != 0;) {
-        hasHead = hasHead || key == HEAD_KEY;
-        hasData = hasData || key == DATA_KEY;
-        // Length-delimited fields (the envelope's own among them) skipped
-        // here, anything else by protobuf's general skip.
-        uint32_t size = 0;
-        const bool skipped = WireFormatLite::GetTagWireType(key) == WireFormatLite::WIRETYPE_LENGTH_DELIMITED
-                                 ? in.ReadVarint32(&size) && in.Skip(static_cast<int>(size))
-                                 : WireFormatLite::SkipField(&in, key);
-        if (!skipped) {
-            break;
+    if (!(hasHead && hasData)) {
+        google::protobuf::io::CodedInputStream in(reinterpret_cast<const uint8_t*>(data), len);
+        for (uint32_t key; !(hasHead && hasData) && (key = in.ReadTag()) != 0;) {
+            hasHead = hasHead || key == HEAD_KEY;
+            hasData = hasData || key == DATA_KEY;
+            // Length-delimited fields (the envelope's own among them) skipped
+            // here, anything else by protobuf's general skip.
+            uint32_t size = 0;
+            const bool skipped = WireFormatLite::GetTagWireType(key) == WireFormatLite::WIRETYPE_LENGTH_DELIMITED
+                                     ? in.ReadVarint32(&size) && in.Skip(static_cast<int>(size))
+                                     : WireFormatLite::SkipField(&in, key);
+            if (!skipped) {
+                break;
+            }
         }
     }
     if (!hasHead) {

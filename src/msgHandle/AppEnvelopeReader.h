@@ -6,7 +6,8 @@
 namespace google {
 namespace protobuf {
 class Any;
-}
+class Reflection;
+} // namespace protobuf
 } // namespace google
 namespace quelby {
 namespace protocol {
@@ -21,11 +22,11 @@ class QuelbyMessage;
 //
 // A parse into a reused generated message clears it first, and clearing
 // deletes the header and the data, which the parse then allocates anew. The
-// reader instead takes them out before each datagram, clears the envelope
-// (its unknown fields), puts them back and clears them too (nothing of the
-// previous datagram is left; the strings keep their storage), and merges the
-// datagram into that: the fields a parse into a new envelope gives, with the
-// same checks (strict UTF-8 among them) and the same result. Only whether
+// reader instead clears the header, the data and the envelope's unknown
+// fields, its only other content (nothing of the previous datagram is left;
+// the strings keep their storage), and merges the datagram into that: the
+// fields a parse into a new envelope gives, with the same checks (strict
+// UTF-8 among them) and the same result. Only whether
 // the header and the data are present does not show in the merged envelope
 // (both are): a header or a body that holds something was there; one that
 // holds nothing is looked for among the keys of the datagram's top-level
@@ -47,6 +48,9 @@ public:
 
 private:
     std::unique_ptr<quelby::protocol::QuelbyMessage> m_envelope;
+    // The envelope's reflection, asked for once: it reaches the unknown
+    // fields, which the generated class gives no accessor for.
+    const google::protobuf::Reflection* m_reflection;
     // The header and the data while the envelope has none.
     std::unique_ptr<quelby::protocol::CommonHead> m_spareHead;
     std::unique_ptr<google::protobuf::Any> m_spareData;
