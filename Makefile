@@ -12,11 +12,12 @@ SOAK_DATAGRAMS ?= 1000000
 BENCH_ARGS     ?=
 
 # The Debian packages of each variant, in one place.
-PACKAGES_release  := cmake g++ make pkg-config libjsoncpp-dev libprotobuf-dev protobuf-compiler libgtest-dev libpcap-dev
+PACKAGES_release  := cmake g++ make pkg-config libjsoncpp-dev libprotobuf-dev protobuf-compiler libgtest-dev libpcap-dev \
+                     libdtl-dev
 # clang and its libFuzzer runtime for the sanitized builds; llvm for the
 # symbolizer that puts names on stacks.
 PACKAGES_sanitize := $(PACKAGES_release) clang libclang-rt-dev llvm
-PACKAGES_aarch64  := cmake make pkg-config protobuf-compiler g++-aarch64-linux-gnu qemu-user \
+PACKAGES_aarch64  := cmake make pkg-config protobuf-compiler g++-aarch64-linux-gnu qemu-user libdtl-dev \
                      libjsoncpp-dev:arm64 libprotobuf-dev:arm64 libgtest-dev:arm64 libpcap-dev:arm64
 PACKAGES_wireshark := tshark
 PACKAGES_format   := clang-format
