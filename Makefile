@@ -17,7 +17,8 @@ PACKAGES_release  := cmake g++ make pkg-config libjsoncpp-dev libprotobuf-dev pr
 # clang and its libFuzzer runtime for the sanitized builds; llvm for the
 # symbolizer that puts names on stacks.
 PACKAGES_sanitize := $(PACKAGES_release) clang libclang-rt-dev llvm
-PACKAGES_aarch64  := cmake make pkg-config protobuf-compiler g++-aarch64-linux-gnu qemu-user libdtl-dev \
+# jq writes the controller's configuration into its archive.
+PACKAGES_aarch64  := cmake make pkg-config protobuf-compiler g++-aarch64-linux-gnu qemu-user jq libdtl-dev \
                      libjsoncpp-dev:arm64 libprotobuf-dev:arm64 libgtest-dev:arm64 libpcap-dev:arm64
 PACKAGES_wireshark := tshark
 PACKAGES_format   := clang-format
