@@ -30,9 +30,9 @@ mkdir "$stage/$name"
 "$strip" -o "$stage/$name/lumbrix-sim" "$simulator"
 cp "$here/android/lumbrix.rc" "$here/android/install.sh" "$here/android/lumbrix-ctl.sh" "$stage/$name/"
 # The desk's configuration with the controller's paths (install.sh moves
-# /data/local/tmp/lumbrix where --dir says), the log kept within 4 MiB in at
-# least five files, and the recorder (off) and the counters (every 60 s)
-# written out so that they are found where they are switched on.
+# /data/local/tmp/lumbrix where --dir says); written out, so that they are
+# found where they are changed: the pruning keys of the log (their
+# defaults), the recorder (off) and the counters (every 60 s).
 jq --arg dir /data/local/tmp/lumbrix --arg card /sdcard/lumbrix/aiLog/ '
   .log += {file: "\($dir)/log/aiService.log", totalSize: 4194304, minFileCnt: 5, logExternalPath: $card,
            logExternalImagePath: "\($card)aiImageTest/", logTransmitUrl: "\($dir)/log/"}
