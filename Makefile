@@ -12,11 +12,13 @@ SOAK_DATAGRAMS ?= 1000000
 BENCH_ARGS     ?=
 
 # The Debian packages of each variant, in one place.
-PACKAGES_release  := cmake g++ make pkg-config libjsoncpp-dev libprotobuf-dev protobuf-compiler libgtest-dev libpcap-dev
+PACKAGES_release  := cmake g++ make pkg-config libjsoncpp-dev libprotobuf-dev protobuf-compiler libgtest-dev libpcap-dev \
+                     libdtl-dev
 # clang and its libFuzzer runtime for the sanitized builds; llvm for the
 # symbolizer that puts names on stacks.
 PACKAGES_sanitize := $(PACKAGES_release) clang libclang-rt-dev llvm
-PACKAGES_aarch64  := cmake make pkg-config protobuf-compiler g++-aarch64-linux-gnu qemu-user \
+# jq writes the controller's configuration into its archive.
+PACKAGES_aarch64  := cmake make pkg-config protobuf-compiler g++-aarch64-linux-gnu qemu-user jq libdtl-dev \
                      libjsoncpp-dev:arm64 libprotobuf-dev:arm64 libgtest-dev:arm64 libpcap-dev:arm64
 PACKAGES_wireshark := tshark
 PACKAGES_format   := clang-format
@@ -34,6 +36,9 @@ SANITIZER_ENV := ASAN_OPTIONS=abort_on_error=1:halt_on_error=1:detect_leaks=1 \
 
 all: build
 
+# Package installs go through sudo unless make runs as root.
+SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
+
 # $(call install_missing,PACKAGES[,APT_INSTALL_OPTIONS])
 define install_missing
 	@missing=""; \
@@ -42,8 +47,7 @@ define install_missing
 	done; \
 	if [ -n "$$missing" ]; then \
 	  echo "installing:$$missing"; \
-	  SUDO=""; [ "$$(id -u)" = 0 ] || SUDO=sudo; \
-	  $$SUDO apt-get update -qq && DEBIAN_FRONTEND=noninteractive $$SUDO apt-get install -y -qq $(2) $$missing; \
+	  $(SUDO) apt-get update -qq && DEBIAN_FRONTEND=noninteractive $(SUDO) apt-get install -y -qq $(2) $$missing; \
 	fi
 endef
 
@@ -66,15 +70,13 @@ deps-format:
 deps-aarch64:
 	@dpkg --print-foreign-architectures | grep -qx arm64 || { \
 	  echo "adding the arm64 architecture"; \
-	  SUDO=""; [ "$$(id -u)" = 0 ] || SUDO=sudo; \
-	  $$SUDO dpkg --add-architecture arm64; }
+	  $(SUDO) dpkg --add-architecture arm64; }
 	$(call install_missing,$(PACKAGES_aarch64),--no-install-recommends)
 # wireshark-common asks whether users other than root may capture; answer
 # no beforehand so that the install asks nothing.
 deps-wireshark:
 	@if ! dpkg-query -W -f='$${Status}' tshark 2>/dev/null | grep -q "install ok installed"; then \
-	  SUDO=""; [ "$$(id -u)" = 0 ] || SUDO=sudo; \
-	  echo "wireshark-common wireshark-common/install-setuid boolean false" | $$SUDO debconf-set-selections; \
+	  echo "wireshark-common wireshark-common/install-setuid boolean false" | $(SUDO) debconf-set-selections; \
 	fi
 	$(call install_missing,$(PACKAGES_wireshark),--no-install-recommends)
 

@@ -1,7 +1,7 @@
 #include "AnswerCompare.h"
 
-#include <algorithm>
 #include <cstddef>
+#include <dtl/dtl.hpp>
 #include <google/protobuf/util/message_differencer.h>
 #include <sstream>
 
@@ -41,27 +41,15 @@ std::vector<std::string> lines(const std::string& text)
 }
 
 // The lines of a that b lacks ("recorded: ") and those b adds ("replayed: "),
-// in order, from their longest common subsequence.
+// in order, from their shortest edit script.
 std::string lineDifference(const std::vector<std::string>& a, const std::vector<std::string>& b)
 {
-    // common[i][j]: length of the longest common subsequence of a[i..] and b[j..].
-    std::vector<std::vector<size_t>> common(a.size() + 1, std::vector<size_t>(b.size() + 1, 0));
-    for (size_t i = a.size(); i-- > 0;) {
-        for (size_t j = b.size(); j-- > 0;) {
-            common[i][j] = a[i] == b[j] ? common[i + 1][j + 1] + 1 : std::max(common[i + 1][j], common[i][j + 1]);
-        }
-    }
+    dtl::Diff<std::string> diff(a, b);
+    diff.compose();
     std::string out;
-    size_t i = 0;
-    size_t j = 0;
-    while (i < a.size() || j < b.size()) {
-        if (i < a.size() && j < b.size() && a[i] == b[j]) {
-            ++i;
-            ++j;
-        } else if (j == b.size() || (i < a.size() && common[i + 1][j] >= common[i][j + 1])) {
-            out += "\n    recorded: " + a[i++];
-        } else {
-            out += "\n    replayed: " + b[j++];
+    for (const auto& [line, edit] : diff.getSes().getSequence()) {
+        if (edit.type != dtl::SES_COMMON) {
+            out += (edit.type == dtl::SES_DELETE ? "\n    recorded: " : "\n    replayed: ") + line;
         }
     }
     return out;
