@@ -20,14 +20,17 @@
 // --subjects runs only some of them (for profiling one, or "count" alone for
 // the instruction count); the targets checked are those of what was
 // measured.
-// --callgrind-dir keeps the callgrind output of every counted run there
+// --callgrind-dir keeps the callgrind output of every counted run there (made
+// when missing)
 // (callgrind.out.gateway.radio-to-App and the like), for callgrind_annotate.
 
 #include <sched.h>
+#include <sys/stat.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -479,6 +482,10 @@ int main(int argc, char* argv[])
     if (opt.gateway.empty() || opt.relay.empty() || opt.count == 0 || opt.latencyCount == 0 || opt.window < 1 ||
         opt.rounds < 1 || opt.seconds <= 0) {
         return usage(argv[0]);
+    }
+    if (!opt.callgrindDir.empty() && mkdir(opt.callgrindDir.c_str(), 0755) != 0 && errno != EEXIST) {
+        fprintf(stderr, "cannot make %s: %s\n", opt.callgrindDir.c_str(), strerror(errno));
+        return 2;
     }
     // The process under test gets the last allowed CPU, the load the first.
     cpu_set_t set;
