@@ -20,9 +20,9 @@
 // --subjects runs only some of them (for profiling one, or "count" alone for
 // the instruction count); the targets checked are those of what was
 // measured.
-// --callgrind-dir keeps the callgrind output of every counted run there (made
-// when missing)
-// (callgrind.out.gateway.radio-to-App and the like), for callgrind_annotate.
+// --callgrind-dir keeps the callgrind output of every counted run in its
+// directory, made when missing (callgrind.out.gateway.radio-to-App and the
+// like), for callgrind_annotate.
 
 #include <sched.h>
 #include <sys/stat.h>
