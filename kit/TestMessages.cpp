@@ -3,6 +3,7 @@
 #include <google/protobuf/any.pb.h>
 #include <google/protobuf/text_format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <numeric>
 #include <regex>
@@ -136,4 +137,22 @@ std::string hexOf(const std::string& bytes)
         out += digits;
     }
     return out;
+}
+
+size_t countOf(const std::string& text, const std::string& part)
+{
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos;
+         at = text.find(part, at + std::max<size_t>(part.size(), 1))) {
+        ++count;
+    }
+    return count;
+}
+
+std::string replaced(std::string text, const std::string& key, const std::string& value)
+{
+    for (size_t at = text.find(key); at != std::string::npos; at = text.find(key, at + value.size())) {
+        text.replace(at, key.size(), value);
+    }
+    return text;
 }

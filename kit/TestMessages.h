@@ -53,4 +53,9 @@ std::string bytesOf(const std::string& text);
 // Upper-case hex digits, no separators.
 std::string hexOf(const std::string& bytes);
 
+// How many times part occurs in text, none overlapping another.
+size_t countOf(const std::string& text, const std::string& part);
+// text with every occurrence of key replaced by value.
+std::string replaced(std::string text, const std::string& key, const std::string& value);
+
 #endif

@@ -573,17 +573,10 @@ private:
     {
         const size_t n = std::stoul(m[1]);
         const std::string what = text(m[2]);
-        auto count = [&] {
-            const std::string out = output();
-            size_t c = 0;
-            for (size_t at = out.find(what); at != std::string::npos; at = out.find(what, at + what.size())) {
-                ++c;
-            }
-            return c;
-        };
-        within(2000, [&] { return count() >= n; });
+        within(2000, [&] { return countOf(output(), what) >= n; });
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        return count() == n || fail(std::to_string(count()) + " times, not " + std::to_string(n) + ": " + what);
+        const size_t got = countOf(output(), what);
+        return got == n || fail(std::to_string(got) + " times, not " + std::to_string(n) + ": " + what);
     }
 
     bool match(const std::string&, const std::smatch& m)
