@@ -149,6 +149,16 @@ size_t countOf(const std::string& text, const std::string& part)
     return count;
 }
 
+std::vector<std::string> partsOf(const std::string& text, const std::string& separator)
+{
+    std::vector<std::string> parts;
+    for (size_t from = 0, to = 0; from < text.size(); from = to + separator.size()) {
+        to = std::min(text.find(separator, from), text.size());
+        parts.push_back(text.substr(from, to - from));
+    }
+    return parts;
+}
+
 std::string replaced(std::string text, const std::string& key, const std::string& value)
 {
     for (size_t at = text.find(key); at != std::string::npos; at = text.find(key, at + value.size())) {

@@ -55,6 +55,8 @@ std::string hexOf(const std::string& bytes);
 
 // How many times part occurs in text, none overlapping another.
 size_t countOf(const std::string& text, const std::string& part);
+// The parts of text between the separators; none for an empty text.
+std::vector<std::string> partsOf(const std::string& text, const std::string& separator = " | ");
 // text with every occurrence of key replaced by value.
 std::string replaced(std::string text, const std::string& key, const std::string& value);
 

@@ -556,9 +556,8 @@ private:
     bool lines(const std::string& keyword, const std::smatch& m)
     {
         const bool log = keyword == "log";
-        std::string all = m[log ? 3 : 1];
-        for (size_t bar; !all.empty(); all = bar == std::string::npos ? "" : all.substr(bar + 3)) {
-            const std::string one = text(all.substr(0, bar = all.find(" | ")));
+        for (const std::string& part : partsOf(m[log ? 3 : 1])) {
+            const std::string one = text(part);
             auto found = [&] {
                 return log ? hasLogLine(output(), m[1], m[2], one) : output().find(one) != std::string::npos;
             };
