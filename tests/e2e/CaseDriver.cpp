@@ -695,24 +695,12 @@ private:
         return h.process->waitExit(std::stoi(m[1])) == -1 || fail("ended with " + describeExit(h.process->waitExit(0)));
     }
 
-    // The gateway's user and system time so far, in clock ticks.
-    long cpuTicks()
-    {
-        std::istringstream stat(readFile("/proc/" + std::to_string(h.process->pid()) + "/stat"));
-        std::string field;
-        for (int i = 1; i < 14 && stat >> field; ++i) {
-        }
-        long user = 0, system = 0;
-        stat >> user >> system;
-        return user + system;
-    }
-
     bool idle(const std::string&, const std::smatch& m)
     {
-        const long before = cpuTicks();
+        const unsigned long long before = h.process->cpuTimeNs();
         const int ms = std::stoi(m[1]);
         std::this_thread::sleep_for(std::chrono::milliseconds(ms));
-        const long spent = (cpuTicks() - before) * 1000 / sysconf(_SC_CLK_TCK);
+        const long long spent = static_cast<long long>(h.process->cpuTimeNs() - before) / 1000000;
         return spent < ms / 4 || fail("the gateway spent " + std::to_string(spent) + " ms on a CPU in " + m[1].str());
     }
 
