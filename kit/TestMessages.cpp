@@ -4,6 +4,7 @@
 #include <google/protobuf/text_format.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <numeric>
 #include <regex>
@@ -40,6 +41,12 @@ std::string appRequest(uint32_t messageId, int32_t sequence, const gp::Message* 
 bool parseEnvelope(const std::string& bytes, quelby::protocol::QuelbyMessage& out)
 {
     return out.ParseFromString(bytes);
+}
+
+int64_t wallMs()
+{
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
 }
 
 uint16_t referenceCrc(const std::vector<uint8_t>& bytes)

@@ -25,6 +25,9 @@ std::string appRequest(uint32_t messageId, int32_t sequence, const google::proto
 // Decodes a datagram from the gateway into an envelope; false if it is not one.
 bool parseEnvelope(const std::string& bytes, quelby::protocol::QuelbyMessage& out);
 
+// The wall clock in milliseconds since the epoch, as App time stamps count.
+int64_t wallMs();
+
 // CRC-16/MCRF4XX computed bit by bit (reflected polynomial 0x8408, start
 // 0xFFFF, no final xor).
 uint16_t referenceCrc(const std::vector<uint8_t>& bytes);

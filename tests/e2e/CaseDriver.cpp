@@ -704,12 +704,6 @@ private:
         return spent < ms / 4 || fail("the gateway spent " + std::to_string(spent) + " ms on a CPU in " + m[1].str());
     }
 
-    static int64_t wallMs()
-    {
-        using namespace std::chrono;
-        return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
-    }
-
     const Section& m_section;
     GatewayHarness h;
     std::thread m_storm; // joined before the gateway goes
