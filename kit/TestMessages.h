@@ -10,8 +10,9 @@
 
 // What the tests send and receive, built independently of the gateway's own
 // code: App envelopes and messages through the generated protobuf classes,
-// radio-side frames with a bitwise CRC of the tests' own, and the text forms
-// the tests write them in.
+// radio-side frames with a bitwise CRC of the tests' own, the text forms the
+// tests write them in, and the few helpers on texts and time that the tables
+// and the case driver share.
 
 // An envelope as the App sends it, into envelope, reusing its storage: token
 // "App", source 1, the head type, id and sequence given, the body serialised
