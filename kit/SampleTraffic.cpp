@@ -24,15 +24,21 @@ constexpr uint8_t kNestAck = XOLT_MSG_ID_NEST_COMMAND_ACK;
 constexpr uint8_t kAt = XOLT_MSG_ID_AT_COMMAND_RESP;
 constexpr uint8_t kVersions = XOLT_SYSTEM_CMD_GET_VERSIONS;
 
-// A frame from the radio side: msgid, payload as the tests write bytes, the
-// App message_id the gateway answers it with, the pending-request queue it
-// takes from and whether it takes without looking.
-struct TFrameRow {
+// A row of either table. A frame from the radio side: its msgid, its payload
+// as the tests write bytes, the App message_id the gateway answers it with,
+// the pending-request queue it takes from and whether it takes without
+// looking. An App request: its id, its body ("TYPE {TEXT}", empty for none),
+// the frame it becomes (link msgid; its first payload byte, -1 for any), the
+// queue it waits in and the sample frame that answers it. kSilent: nothing
+// comes of it.
+struct TRow {
     const char* name;
-    uint8_t msgid;
-    const char* payload;
+    uint32_t id;
+    const char* text;
     int64_t answer;
+    int sub = -1;
     uint32_t queueKey = 0;
+    const char* answeredBy = "";
     bool popsWithoutLooking = false;
 };
 
@@ -41,9 +47,9 @@ struct TFrameRow {
 // RC settings' 24-byte records (type, length, data); nest reports (type,
 // then the record, filled with 40, 41, ...); AT answers (command, data);
 // version answers (device type, four lengths, the strings back to back).
-const TFrameRow s_frames[] = {
-    {"ack_system_time_ok", XOLT_MSG_ID_NORMAL_MSG, "4e 00 00", qp::RC_SYSTEM_TIME_MSG, qp::RC_SYSTEM_TIME_MSG},
-    {"ack_system_time_error", XOLT_MSG_ID_NORMAL_MSG, "4e 00 03", qp::RC_SYSTEM_TIME_MSG, qp::RC_SYSTEM_TIME_MSG},
+const TRow s_frames[] = {
+    {"ack_system_time_ok", XOLT_MSG_ID_NORMAL_MSG, "4e 00 00", qp::RC_SYSTEM_TIME_MSG, -1, qp::RC_SYSTEM_TIME_MSG},
+    {"ack_system_time_error", XOLT_MSG_ID_NORMAL_MSG, "4e 00 03", qp::RC_SYSTEM_TIME_MSG, -1, qp::RC_SYSTEM_TIME_MSG},
     {"ack_other_command", XOLT_MSG_ID_NORMAL_MSG, "4d 00 00", kSilent},
     {"rc_key_photo", XOLT_MSG_ID_RC_KEY, "04 01 05 02 ~8", qp::RC_HARDWARE_BUTTON_INFO_NTFY},
     {"rc_key_record", XOLT_MSG_ID_RC_KEY, "05 01 05 02 ~8", qp::RC_HARDWARE_BUTTON_INFO_NTFY},
@@ -59,7 +65,7 @@ const TFrameRow s_frames[] = {
     {"rc_raw_sticks", kSettings, "0e 0c 1000 f0ff 2000 e0ff 0000 0500 ~24", qp::RC_HARDWARE_STATE_NTFY},
     {"rc_battery", kSettings, "0f 05 50 5a 5f 01 1e ~24", qp::RC_STATE_NTFY},
     {"rc_set_mode_ack", kSettings, "12 01 00 ~24", qp::PARAM_SET_MSG},
-    {"rc_get_mode_answer", kSettings, "13 01 02 ~24", qp::PARAM_GET_MSG, qp::PARAM_GET_MSG, true},
+    {"rc_get_mode_answer", kSettings, "13 01 02 ~24", qp::PARAM_GET_MSG, -1, qp::PARAM_GET_MSG, "", true},
     {"rc_calibration_status_17", kSettings, "19 11 01000000 02000000 03000000 04000000 01 ~24",
      qp::RC_ROCKER_CALIBRATION_STATE_NTFY},
     {"rc_calibration_status_13", kSettings, "19 0d 01000000 02000000 04000000 01 ~24",
@@ -77,7 +83,7 @@ const TFrameRow s_frames[] = {
     {"nest_report_self_check", kNest, "28 40..7e", kStateDependentAnswer},
     {"nest_report_auto_task_end", kNest, "31 40..7e", kStateDependentAnswer},
     {"nest_report_heartbeat", kNest, "40 40..7e", kStateDependentAnswer},
-    {"nest_ack_1_error", kNestAck, "01 07", qp::NEST_CABIN_CONTROL_MSG, qp::NEST_CABIN_CONTROL_MSG},
+    {"nest_ack_1_error", kNestAck, "01 07", qp::NEST_CABIN_CONTROL_MSG, -1, qp::NEST_CABIN_CONTROL_MSG},
     {"nest_ack_22_unanswered", kNestAck, "16 00", kSilent},
     {"at_pair_answer", kAt, "01 00 ~51", qp::AIRLINK_START_MATCHING_MSG},
     {"at_setting_2", kAt, "02 00 ~51", qp::RC_HARDWARE_BUTTON_INFO_NTFY},
@@ -94,21 +100,8 @@ const TFrameRow s_frames[] = {
     {"versions_empty", kVersions, "", qp::RC_HARDWARE_BUTTON_INFO_NTFY},
 };
 
-// An App request: its body ("TYPE {TEXT}", empty for none), the frame it
-// becomes (link msgid, kSilent for none; its first payload byte, -1 for any),
-// the queue it waits in and the sample frame that answers it.
-struct TRequestRow {
-    const char* name;
-    uint32_t id;
-    const char* body;
-    int64_t frame;
-    int sub = -1;
-    uint32_t queueKey = 0;
-    const char* answeredBy = "";
-};
-
 // The parameter requests' data is a ParameterInt32 (0: empty).
-const TRequestRow s_requests[] = {
+const TRow s_requests[] = {
     {"get_gimbal_speed", qp::PARAM_GET_MSG,
      "DroneParamMessageRequest {params_list {param_id: GIMBAL_PITCH_SPEED_MSG param_type: INT32 data {}}}", kSettings,
      RC_CMD_GET_GIMBAL_SPEED, 0, "rc_get_gimbal_speed_ack"},
@@ -183,24 +176,23 @@ std::string radioSideFrame(uint8_t seq, uint8_t msgid, const std::string& payloa
 }
 
 // A row as the kit hands it out.
-TSampleMessage sample(const std::string& name, const std::string& bytes, uint32_t id, int64_t answer, int sub,
-                      uint32_t queueKey, bool popsWithoutLooking = false, const std::string& answeredBy = "")
+TSampleMessage sample(const TRow& row, const std::string& bytes)
 {
-    const bool answered = answer != kSilent;
-    const uint32_t answerId = answered ? static_cast<uint32_t>(answer) : 0;
-    return {name, bytes, id, answered, answerId, sub, queueKey, popsWithoutLooking, answeredBy};
+    const bool answered = row.answer != kSilent;
+    const uint32_t answerId = answered ? static_cast<uint32_t>(row.answer) : 0;
+    return {row.name, bytes, row.id, answered, answerId, row.sub, row.queueKey, row.popsWithoutLooking, row.answeredBy};
 }
 
-// A request envelope with the body of a row ("TYPE {TEXT}", empty for none).
-std::string request(const char* name, uint32_t id, int32_t sequence, const char* text)
+// The envelope of a request row, with message_sequence sequence.
+std::string request(const TRow& row, int32_t sequence)
 {
-    const std::unique_ptr<google::protobuf::Message> body = messageOf(text);
-    if (*text != '\0' && !body) {
-        fprintf(stderr, "sample request %s: the body does not parse\n", name);
+    const std::unique_ptr<google::protobuf::Message> body = messageOf(row.text);
+    if (*row.text != '\0' && !body) {
+        fprintf(stderr, "sample request %s: the body does not parse\n", row.name);
         abort();
     }
     qp::QuelbyMessage envelope;
-    fillAppEnvelope(envelope, id, sequence, body.get());
+    fillAppEnvelope(envelope, row.id, sequence, body.get());
     return envelope.SerializeAsString();
 }
 
@@ -225,14 +217,14 @@ uint16_t finishRadioSideFrame(xolt_message_head_t& record, uint8_t seq, uint8_t 
 std::vector<TSampleMessage> sampleRadioFrames(uint8_t seq)
 {
     std::vector<TSampleMessage> out;
-    for (const TFrameRow& row : s_frames) {
-        out.push_back(sample(row.name, radioSideFrame(seq, row.msgid, bytesOf(row.payload)), row.msgid, row.answer, -1,
-                             row.queueKey, row.popsWithoutLooking));
+    for (const TRow& row : s_frames) {
+        out.push_back(sample(row, radioSideFrame(seq, row.id, bytesOf(row.text))));
     }
     for (const TNestCommand& c : nestCommands()) {
+        const std::string name = "nest_ack_" + std::to_string(c.command);
         const std::string payload({static_cast<char>(c.command), 0, 0, 0});
-        out.push_back(sample("nest_ack_" + std::to_string(c.command), radioSideFrame(seq, kNestAck, payload), kNestAck,
-                             c.answer, -1, c.request));
+        out.push_back(
+            sample({name.c_str(), kNestAck, "", c.answer, -1, c.request}, radioSideFrame(seq, kNestAck, payload)));
     }
     return out;
 }
@@ -240,17 +232,17 @@ std::vector<TSampleMessage> sampleRadioFrames(uint8_t seq)
 std::vector<TSampleMessage> sampleAppRequests(int32_t sequence)
 {
     std::vector<TSampleMessage> out;
-    for (const TRequestRow& row : s_requests) {
-        out.push_back(sample(row.name, request(row.name, row.id, sequence, row.body), row.id, row.frame, row.sub,
-                             row.queueKey, false, row.answeredBy));
+    for (const TRow& row : s_requests) {
+        out.push_back(sample(row, request(row, sequence)));
     }
     for (const TNestCommand& c : nestCommands()) {
         const auto own = s_nestBodies.find(c.request);
         const std::string name = "nest_" + std::to_string(c.command);
+        const std::string answeredBy = "nest_ack_" + std::to_string(c.command);
         const char* body = own != s_nestBodies.end() ? own->second : "NestCommand {nesttype: 1 nestaction: 2}";
+        const TRow row{name.c_str(), c.request, body, kNest, c.command, c.request, answeredBy.c_str()};
         if (c.request != 0) {
-            out.push_back(sample(name, request(name.c_str(), c.request, sequence, body), c.request, kNest, c.command,
-                                 c.request, false, "nest_ack_" + std::to_string(c.command)));
+            out.push_back(sample(row, request(row, sequence)));
         }
     }
     return out;

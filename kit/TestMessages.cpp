@@ -3,6 +3,8 @@
 #include <google/protobuf/any.pb.h>
 #include <google/protobuf/text_format.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <numeric>
 #include <regex>
@@ -39,6 +41,12 @@ std::string appRequest(uint32_t messageId, int32_t sequence, const gp::Message* 
 bool parseEnvelope(const std::string& bytes, quelby::protocol::QuelbyMessage& out)
 {
     return out.ParseFromString(bytes);
+}
+
+int64_t wallMs()
+{
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
 }
 
 uint16_t referenceCrc(const std::vector<uint8_t>& bytes)
@@ -136,4 +144,32 @@ std::string hexOf(const std::string& bytes)
         out += digits;
     }
     return out;
+}
+
+size_t countOf(const std::string& text, const std::string& part)
+{
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos;
+         at = text.find(part, at + std::max<size_t>(part.size(), 1))) {
+        ++count;
+    }
+    return count;
+}
+
+std::vector<std::string> partsOf(const std::string& text, const std::string& separator)
+{
+    std::vector<std::string> parts;
+    for (size_t from = 0, to = 0; from < text.size(); from = to + separator.size()) {
+        to = std::min(text.find(separator, from), text.size());
+        parts.push_back(text.substr(from, to - from));
+    }
+    return parts;
+}
+
+std::string replaced(std::string text, const std::string& key, const std::string& value)
+{
+    for (size_t at = text.find(key); at != std::string::npos; at = text.find(key, at + value.size())) {
+        text.replace(at, key.size(), value);
+    }
+    return text;
 }

@@ -10,8 +10,9 @@
 
 // What the tests send and receive, built independently of the gateway's own
 // code: App envelopes and messages through the generated protobuf classes,
-// radio-side frames with a bitwise CRC of the tests' own, and the text forms
-// the tests write them in.
+// radio-side frames with a bitwise CRC of the tests' own, the text forms the
+// tests write them in, and the few helpers on texts and time that the tables
+// and the case driver share.
 
 // An envelope as the App sends it, into envelope, reusing its storage: token
 // "App", source 1, the head type, id and sequence given, the body serialised
@@ -24,6 +25,9 @@ std::string appRequest(uint32_t messageId, int32_t sequence, const google::proto
 
 // Decodes a datagram from the gateway into an envelope; false if it is not one.
 bool parseEnvelope(const std::string& bytes, quelby::protocol::QuelbyMessage& out);
+
+// The wall clock in milliseconds since the epoch, as App time stamps count.
+int64_t wallMs();
 
 // CRC-16/MCRF4XX computed bit by bit (reflected polynomial 0x8408, start
 // 0xFFFF, no final xor).
@@ -52,5 +56,12 @@ std::string bytesOf(const std::string& text);
 
 // Upper-case hex digits, no separators.
 std::string hexOf(const std::string& bytes);
+
+// How many times part occurs in text, none overlapping another.
+size_t countOf(const std::string& text, const std::string& part);
+// The parts of text between the separators; none for an empty text.
+std::vector<std::string> partsOf(const std::string& text, const std::string& separator = " | ");
+// text with every occurrence of key replaced by value.
+std::string replaced(std::string text, const std::string& key, const std::string& value);
 
 #endif

@@ -556,9 +556,8 @@ private:
     bool lines(const std::string& keyword, const std::smatch& m)
     {
         const bool log = keyword == "log";
-        std::string all = m[log ? 3 : 1];
-        for (size_t bar; !all.empty(); all = bar == std::string::npos ? "" : all.substr(bar + 3)) {
-            const std::string one = text(all.substr(0, bar = all.find(" | ")));
+        for (const std::string& part : partsOf(m[log ? 3 : 1])) {
+            const std::string one = text(part);
             auto found = [&] {
                 return log ? hasLogLine(output(), m[1], m[2], one) : output().find(one) != std::string::npos;
             };
@@ -573,17 +572,10 @@ private:
     {
         const size_t n = std::stoul(m[1]);
         const std::string what = text(m[2]);
-        auto count = [&] {
-            const std::string out = output();
-            size_t c = 0;
-            for (size_t at = out.find(what); at != std::string::npos; at = out.find(what, at + what.size())) {
-                ++c;
-            }
-            return c;
-        };
-        within(2000, [&] { return count() >= n; });
+        within(2000, [&] { return countOf(output(), what) >= n; });
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        return count() == n || fail(std::to_string(count()) + " times, not " + std::to_string(n) + ": " + what);
+        const size_t got = countOf(output(), what);
+        return got == n || fail(std::to_string(got) + " times, not " + std::to_string(n) + ": " + what);
     }
 
     bool match(const std::string&, const std::smatch& m)
@@ -703,31 +695,13 @@ private:
         return h.process->waitExit(std::stoi(m[1])) == -1 || fail("ended with " + describeExit(h.process->waitExit(0)));
     }
 
-    // The gateway's user and system time so far, in clock ticks.
-    long cpuTicks()
-    {
-        std::istringstream stat(readFile("/proc/" + std::to_string(h.process->pid()) + "/stat"));
-        std::string field;
-        for (int i = 1; i < 14 && stat >> field; ++i) {
-        }
-        long user = 0, system = 0;
-        stat >> user >> system;
-        return user + system;
-    }
-
     bool idle(const std::string&, const std::smatch& m)
     {
-        const long before = cpuTicks();
+        const unsigned long long before = h.process->cpuTimeNs();
         const int ms = std::stoi(m[1]);
         std::this_thread::sleep_for(std::chrono::milliseconds(ms));
-        const long spent = (cpuTicks() - before) * 1000 / sysconf(_SC_CLK_TCK);
+        const long long spent = static_cast<long long>(h.process->cpuTimeNs() - before) / 1000000;
         return spent < ms / 4 || fail("the gateway spent " + std::to_string(spent) + " ms on a CPU in " + m[1].str());
-    }
-
-    static int64_t wallMs()
-    {
-        using namespace std::chrono;
-        return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
     }
 
     const Section& m_section;

@@ -77,9 +77,7 @@ std::string GatewayHarness::configJson(const std::string& level) const
                                                                        {"<LEVEL>", level},
                                                                        {"<LOG>", logPath},
                                                                        {"<DIR>", dir.path()}}) {
-        for (size_t at; (at = json.find(key)) != std::string::npos;) {
-            json.replace(at, key.size(), value);
-        }
+        json = replaced(json, key, value);
     }
     return json;
 }

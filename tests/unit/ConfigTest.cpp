@@ -12,6 +12,13 @@ namespace {
 const std::string kMissing = "When get value by key, the key is not exist. key:";
 const std::string kInvalid = "When get value by key, the value type is invalid. key:";
 
+// The lines of a row that must be printed, " | " between them; %M and %I
+// stand for the missing and the invalid key's message.
+std::vector<std::string> printedLines(const std::string& text)
+{
+    return partsOf(replaced(replaced(text, "%M", kMissing), "%I", kInvalid));
+}
+
 const char* kFull = R"({
   "serviceEntity": [
     {"enable": true, "socketType": 2, "protocolType": "xolt", "listenIp": "127.0.0.1", "listenPort": 25100},
@@ -109,33 +116,24 @@ TEST_F(ConfigTest, LoggerKeysAreReadWithTheirDefaultsOrRefused)
     const struct {
         std::string m_strJson;
         int m_iResult, m_iLevel;
-        std::string m_strFile;
-        std::vector<std::string> m_vecPrinted;
+        std::string m_strFile, m_strPrinted;
     } cases[] = {
-        {R"({"log": {"file": "%D/a.log"}})",
-         0,
-         E_LOG_LEVEL_INFO,
-         "%D/a.log",
-         {"KSLog: file mode: 0", "KSLog: file path: /tmp/SD0/aiLog/", kMissing + "level", kMissing + "minFileCnt"}},
+        {R"({"log": {"file": "%D/a.log"}})", 0, E_LOG_LEVEL_INFO, "%D/a.log",
+         "KSLog: file mode: 0 | KSLog: file path: /tmp/SD0/aiLog/ | %Mlevel | %MminFileCnt"},
         {R"({"log": {"level": "Warn", "file": "%D/b.log", "logMode": 1, "totalSize": 100, "minFileCnt": 2,
                      "logExternalPath": "%D/nocard/"}})",
-         0,
-         E_LOG_LEVEL_WARN,
-         "%D/b.log",
-         {"------------------file: %D/b.log", "KSLog: mnt", "KSLog: file mode: 1", "KSLog: file path: %D/nocard/",
-          kMissing + "fileCnt"}},
+         0, E_LOG_LEVEL_WARN, "%D/b.log",
+         "------------------file: %D/b.log | KSLog: mnt | KSLog: file mode: 1 | KSLog: file path: %D/nocard/ | "
+         "%MfileCnt"},
         // An unknown level name is Info.
-        {R"({"log": {"level": "Loud", "file": "%D/c.log"}})", 0, E_LOG_LEVEL_INFO, "%D/c.log", {}},
-        {R"({"log": {"level": 2}})", -1, 3, "", {kInvalid + "level"}},
-        {R"({"log": []})",
-         -1,
-         3,
-         "",
-         {"[Error] LoggerConfig.cpp:", "When get object by key, the value type is invalid. key:log"}},
-        {R"({"log": {"fileCnt": "8"}})", -1, 3, "", {kInvalid + "fileCnt"}},
-        {R"({"log": {"logExternalEnable": 1}})", -1, 3, "", {kInvalid + "logExternalEnable"}},
-        {R"({"log": {"minFileCnt": true}})", -1, 3, "", {kInvalid + "minFileCnt"}},
-        {"{broken", -1, 3, "", {"Fail to load json, json:{broken"}},
+        {R"({"log": {"level": "Loud", "file": "%D/c.log"}})", 0, E_LOG_LEVEL_INFO, "%D/c.log", ""},
+        {R"({"log": {"level": 2}})", -1, 3, "", "%Ilevel"},
+        {R"({"log": []})", -1, 3, "",
+         "[Error] LoggerConfig.cpp: | When get object by key, the value type is invalid. key:log"},
+        {R"({"log": {"fileCnt": "8"}})", -1, 3, "", "%IfileCnt"},
+        {R"({"log": {"logExternalEnable": 1}})", -1, 3, "", "%IlogExternalEnable"},
+        {R"({"log": {"minFileCnt": true}})", -1, 3, "", "%IminFileCnt"},
+        {"{broken", -1, 3, "", "Fail to load json, json:{broken"},
     };
     const auto withDir = [this](const std::string& text) { return replaced(text, "%D", m_dir.path()); };
     for (const auto& c : cases) {
@@ -154,8 +152,8 @@ TEST_F(ConfigTest, LoggerKeysAreReadWithTheirDefaultsOrRefused)
         if (!c.m_strFile.empty()) {
             EXPECT_NE(std::string::npos, readFile(withDir(c.m_strFile)).find("] [Warn] ConfigTest.cpp:")) << json;
         }
-        for (const std::string& line : c.m_vecPrinted) {
-            EXPECT_NE(std::string::npos, printed.find(withDir(line))) << json << "\n" << printed;
+        for (const std::string& line : printedLines(withDir(c.m_strPrinted))) {
+            EXPECT_NE(std::string::npos, printed.find(line)) << json << "\n" << printed;
         }
     }
 }
@@ -165,26 +163,20 @@ TEST_F(ConfigTest, LoggerKeysAreReadWithTheirDefaultsOrRefused)
 TEST_F(ConfigTest, RecordAndStatsKeysAreReadLikeTheLogObjectsOrLeaveTheirFeatureOff)
 {
     const struct {
-        std::string m_strJson, m_strLoaded;
-        std::vector<std::string> m_vecPrinted; // none: nothing at all
+        std::string m_strJson, m_strLoaded, m_strPrinted; // nothing printed: nothing at all
     } cases[] = {
-        {R"({"log": {}})", "record 0 %L/lumbrix.pcap 8388608x4, stats 0", {}},
-        {R"({"record": {"enable": true}, "stats": {"interval": 60}})",
-         "record 1 %L/lumbrix.pcap 8388608x4, stats 60",
-         {kMissing + "file", kMissing + "fileSize", kMissing + "fileCnt"}},
+        {R"({"log": {}})", "record 0 %L/lumbrix.pcap 8388608x4, stats 0", ""},
+        {R"({"record": {"enable": true}, "stats": {"interval": 60}})", "record 1 %L/lumbrix.pcap 8388608x4, stats 60",
+         "%Mfile | %MfileSize | %MfileCnt"},
         {R"({"record": {"enable": true, "file": "/r.pcap", "fileSize": 1000, "fileCnt": 1}})",
-         "record 1 /r.pcap 1000x2, stats 0",
-         {}},
+         "record 1 /r.pcap 1000x2, stats 0", ""},
         {R"({"record": {"enable": true, "fileSize": "1000"}, "stats": {"interval": 5}})",
-         "record 0 %L/lumbrix.pcap 8388608x4, stats 5",
-         {kInvalid + "fileSize"}},
-        {R"({"record": {"enable": 1}})", "record 0 %L/lumbrix.pcap 8388608x4, stats 0", {kInvalid + "enable"}},
-        {R"({"record": true, "stats": {}})",
-         "record 0 %L/lumbrix.pcap 8388608x4, stats 0",
-         {"When get object by key, the value type is invalid. key:record", kMissing + "interval"}},
+         "record 0 %L/lumbrix.pcap 8388608x4, stats 5", "%IfileSize"},
+        {R"({"record": {"enable": 1}})", "record 0 %L/lumbrix.pcap 8388608x4, stats 0", "%Ienable"},
+        {R"({"record": true, "stats": {}})", "record 0 %L/lumbrix.pcap 8388608x4, stats 0",
+         "When get object by key, the value type is invalid. key:record | %Minterval"},
         {R"({"record": {"enable": true, "fileCnt": 3}, "stats": {"interval": 1.5}})",
-         "record 1 %L/lumbrix.pcap 8388608x3, stats 0",
-         {kInvalid + "interval"}},
+         "record 1 %L/lumbrix.pcap 8388608x3, stats 0", "%Iinterval"},
     };
     const std::string log = CKsLog::getInstance()->getLogFilePath();
     for (const auto& c : cases) {
@@ -194,8 +186,8 @@ TEST_F(ConfigTest, RecordAndStatsKeysAreReadLikeTheLogObjectsOrLeaveTheirFeature
         loaded << "record " << config.recording() << " " << config.m_strRecordFile << " " << config.m_iRecordFileSize
                << "x" << config.m_iRecordFileCnt << ", stats " << config.m_iStatsInterval;
         EXPECT_EQ(replaced(c.m_strLoaded, "%L", log.substr(0, log.rfind('/'))), loaded.str()) << c.m_strJson;
-        EXPECT_EQ(c.m_vecPrinted.empty(), printed.empty()) << c.m_strJson << "\n" << printed;
-        for (const std::string& line : c.m_vecPrinted) {
+        EXPECT_EQ(c.m_strPrinted.empty(), printed.empty()) << c.m_strJson << "\n" << printed;
+        for (const std::string& line : printedLines(c.m_strPrinted)) {
             EXPECT_NE(std::string::npos, printed.find(line)) << c.m_strJson << "\n" << printed;
         }
     }

@@ -1,8 +1,8 @@
 #ifndef LUMBRIX_UNIT_TEST_H
 #define LUMBRIX_UNIT_TEST_H
 
-// What the unit tests share: the usual headers, the bounded wait and a few
-// text helpers.
+// What the unit tests share: the usual headers, the test logger, the bounded
+// wait and a few text helpers.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -21,14 +21,35 @@
 #include <utility>
 #include <vector>
 
+#include "common/core/KsLog.h"
 #include "common/ipc/Reflex.h"
 #include "kit/ChildProcess.h"
 #include "kit/TempDir.h"
 #include "kit/TestMessages.h"
-#include "TestLog.h"
 
 using testing::HasSubstr;
 using testing::Not;
+
+// What f printed on standard output.
+template <class F>
+std::string captureStdout(F f)
+{
+    testing::internal::CaptureStdout();
+    f();
+    return testing::internal::GetCapturedStdout();
+}
+
+// Points the logger's internal target at a file in dir, at the given level,
+// and reopens it; the start line it prints is swallowed. Every line still
+// goes to standard output too, where the tests read it.
+inline void useTestLog(const CTempDir& dir, int level = E_LOG_LEVEL_DEBUG)
+{
+    CKsLog::CLogConfig config;
+    config.m_strLogFilePath = dir.file("test.log");
+    config.m_iLogLevel = level;
+    CKsLog::getInstance()->addLogConfig(&config);
+    captureStdout([] { CKsLog::getInstance()->reInit(); });
+}
 
 // Every wait of a unit test ends by this deadline.
 constexpr std::chrono::seconds kDeadline{5};
@@ -64,25 +85,6 @@ inline std::string withoutLoopStart(std::string text)
         const size_t newline = text.rfind('\n', at);
         const size_t from = newline == std::string::npos ? 0 : newline + 1;
         text.erase(from, at + line.size() - from);
-    }
-    return text;
-}
-
-// How many times part occurs in text.
-inline size_t countOf(const std::string& text, const std::string& part)
-{
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        ++count;
-    }
-    return count;
-}
-
-// text with every occurrence of key replaced by value.
-inline std::string replaced(std::string text, const std::string& key, const std::string& value)
-{
-    for (size_t at = text.find(key); at != std::string::npos; at = text.find(key, at + value.size())) {
-        text.replace(at, key.size(), value);
     }
     return text;
 }

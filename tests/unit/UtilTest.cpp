@@ -95,14 +95,10 @@ TEST(KsTime, TimeTextAndStamp)
     tzset();
 
     // Bounds from the same clock (time() reads a coarser one, a tick behind).
-    const auto nowMs = [] {
-        using namespace std::chrono;
-        return static_cast<uint64_t>(duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count());
-    };
-    const uint64_t before = nowMs();
-    const uint64_t stamp = CKsTime::getCurTimeStamp();
+    const int64_t before = wallMs();
+    const int64_t stamp = static_cast<int64_t>(CKsTime::getCurTimeStamp());
     EXPECT_GE(stamp, before);
-    EXPECT_LE(stamp, nowMs());
+    EXPECT_LE(stamp, wallMs());
 }
 
 namespace {
