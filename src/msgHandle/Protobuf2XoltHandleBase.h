@@ -5,6 +5,7 @@
 
 #include "common/core/KsLog.h"
 #include "common/ipc/Reflex.h"
+#include "msgHandle/HandleRegistration.h"
 
 namespace google {
 namespace protobuf {
@@ -71,34 +72,9 @@ protected:
 // The definitions give the constructor (sets m_ulMsgType), the factory
 // creator, init() (logs the text and the id from the handler's own file),
 // release() and the static registration.
-#define LUMBRIX_PROTOBUF2XOLT_HANDLE(Class)                                                                            \
-public:                                                                                                                \
-    Class();                                                                                                           \
-    static void* create();                                                                                             \
-    int32_t init() override;                                                                                           \
-    int32_t release() override;                                                                                        \
-                                                                                                                       \
-private:                                                                                                               \
-    static CReflexRegister<CProtobuf2XoltHandleBase> ms_reflexRegister;
+#define LUMBRIX_PROTOBUF2XOLT_HANDLE(Class) LUMBRIX_REGISTERED_HANDLE(Class, CProtobuf2XoltHandleBase)
 
 #define LUMBRIX_PROTOBUF2XOLT_HANDLE_IMPL(Class, key, msgType, initText)                                               \
-    CReflexRegister<CProtobuf2XoltHandleBase> Class::ms_reflexRegister(key, &Class::create);                           \
-    Class::Class()                                                                                                     \
-    {                                                                                                                  \
-        m_ulMsgType = static_cast<uint32_t>(msgType);                                                                  \
-    }                                                                                                                  \
-    void* Class::create()                                                                                              \
-    {                                                                                                                  \
-        return static_cast<CProtobuf2XoltHandleBase*>(new Class());                                                    \
-    }                                                                                                                  \
-    int32_t Class::init()                                                                                              \
-    {                                                                                                                  \
-        KS_LOG_INFO(initText << m_ulMsgType);                                                                          \
-        return 0;                                                                                                      \
-    }                                                                                                                  \
-    int32_t Class::release()                                                                                           \
-    {                                                                                                                  \
-        return 0;                                                                                                      \
-    }
+    LUMBRIX_REGISTERED_HANDLE_IMPL(Class, CProtobuf2XoltHandleBase, key, msgType, initText)
 
 #endif

@@ -6,6 +6,7 @@
 
 #include "common/core/KsLog.h"
 #include "common/ipc/Reflex.h"
+#include "msgHandle/HandleRegistration.h"
 #include "msgHandle/XoltProtocol.h"
 
 // Base of the radio-to-App handlers: one link frame in, at most one App
@@ -64,34 +65,9 @@ private:
 // The definitions give the constructor (sets m_ulMsgType), the factory
 // creator, init() (logs "Init xolt 2 protobuf handle, msg id:" from the
 // handler's own file), release() and the static registration.
-#define LUMBRIX_XOLT2PROTOBUF_HANDLE(Class)                                                                            \
-public:                                                                                                                \
-    Class();                                                                                                           \
-    static void* create();                                                                                             \
-    int32_t init() override;                                                                                           \
-    int32_t release() override;                                                                                        \
-                                                                                                                       \
-private:                                                                                                               \
-    static CReflexRegister<CXolt2ProtobufHandleBase> ms_reflexRegister;
+#define LUMBRIX_XOLT2PROTOBUF_HANDLE(Class) LUMBRIX_REGISTERED_HANDLE(Class, CXolt2ProtobufHandleBase)
 
 #define LUMBRIX_XOLT2PROTOBUF_HANDLE_IMPL(Class, key, msgId)                                                           \
-    CReflexRegister<CXolt2ProtobufHandleBase> Class::ms_reflexRegister(key, &Class::create);                           \
-    Class::Class()                                                                                                     \
-    {                                                                                                                  \
-        m_ulMsgType = (msgId);                                                                                         \
-    }                                                                                                                  \
-    void* Class::create()                                                                                              \
-    {                                                                                                                  \
-        return static_cast<CXolt2ProtobufHandleBase*>(new Class());                                                    \
-    }                                                                                                                  \
-    int32_t Class::init()                                                                                              \
-    {                                                                                                                  \
-        KS_LOG_INFO("Init xolt 2 protobuf handle, msg id:" << m_ulMsgType);                                            \
-        return 0;                                                                                                      \
-    }                                                                                                                  \
-    int32_t Class::release()                                                                                           \
-    {                                                                                                                  \
-        return 0;                                                                                                      \
-    }
+    LUMBRIX_REGISTERED_HANDLE_IMPL(Class, CXolt2ProtobufHandleBase, key, msgId, "Init xolt 2 protobuf handle, msg id:")
 
 #endif
